@@ -1,0 +1,16 @@
+# Every third-party library comes from Debian's packages; scripts/bootstrap
+# installs whichever is missing.
+find_package(Threads REQUIRED)
+find_package(Boost 1.81 REQUIRED COMPONENTS json)
+find_package(CURL REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(ICU 72 REQUIRED COMPONENTS i18n uc)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0>=2.2)
+if(ORBELIN_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+if(ORBELIN_BUILD_BENCHMARKS)
+  find_package(benchmark REQUIRED)
+endif()
