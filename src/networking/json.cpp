@@ -1,0 +1,208 @@
+#include "orbelin/networking/json.h"
+
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <limits>
+
+#include <boost/json/parse.hpp>
+
+namespace TamberNetworking {
+namespace {
+
+const boost::json::value& nullValue() {
+  static const boost::json::value kNull;
+  return kNull;
+}
+
+// Reads exactly `count` digits at `pos`; advances pos on success.
+bool readDigits(std::string_view text, std::size_t& pos, std::size_t count, int& out) {
+  if (pos + count > text.size()) return false;
+  int value = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    char c = text[pos + i];
+    if (c < '0' || c > '9') return false;
+    value = value * 10 + (c - '0');
+  }
+  out = value;
+  pos += count;
+  return true;
+}
+
+bool readChar(std::string_view text, std::size_t& pos, char expected) {
+  if (pos < text.size() && text[pos] == expected) {
+    ++pos;
+    return true;
+  }
+  return false;
+}
+
+// Fractional seconds after the '.', as nanoseconds (extra digits are dropped).
+bool readFraction(std::string_view text, std::size_t& pos, std::int64_t& nanos) {
+  std::size_t start = pos;
+  std::int64_t scale = 100000000;
+  nanos = 0;
+  while (pos < text.size() && text[pos] >= '0' && text[pos] <= '9') {
+    nanos += (text[pos] - '0') * scale;
+    scale /= 10;
+    ++pos;
+  }
+  return pos > start;
+}
+
+// "Z", "+hh:mm", "+hhmm", "+hh" or nothing; offset in minutes east of UTC.
+bool readZone(std::string_view text, std::size_t& pos, int& offsetMinutes) {
+  offsetMinutes = 0;
+  if (pos == text.size()) return true;
+  if (readChar(text, pos, 'Z')) return pos == text.size();
+  char sign = text[pos];
+  if (sign != '+' && sign != '-') return false;
+  ++pos;
+  int hours = 0, minutes = 0;
+  if (!readDigits(text, pos, 2, hours)) return false;
+  if (pos < text.size()) {
+    readChar(text, pos, ':');
+    if (!readDigits(text, pos, 2, minutes)) return false;
+  }
+  if (hours > 23 || minutes > 59 || pos != text.size()) return false;
+  offsetMinutes = (sign == '+' ? 1 : -1) * (hours * 60 + minutes);
+  return true;
+}
+
+}  // namespace
+
+std::optional<orbelin::Date> parseISO8601Date(std::string_view text) {
+  using namespace std::chrono;
+  std::size_t pos = 0;
+  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, offset = 0;
+  std::int64_t nanos = 0;
+  if (!readDigits(text, pos, 4, year) || !readChar(text, pos, '-') ||
+      !readDigits(text, pos, 2, month) || !readChar(text, pos, '-') ||
+      !readDigits(text, pos, 2, day))
+    return std::nullopt;
+  if (pos < text.size()) {
+    if (!readChar(text, pos, 'T') && !readChar(text, pos, ' ')) return std::nullopt;
+    if (!readDigits(text, pos, 2, hour) || !readChar(text, pos, ':') ||
+        !readDigits(text, pos, 2, minute))
+      return std::nullopt;
+    if (readChar(text, pos, ':')) {
+      if (!readDigits(text, pos, 2, second)) return std::nullopt;
+      if (readChar(text, pos, '.') && !readFraction(text, pos, nanos)) return std::nullopt;
+    }
+    if (!readZone(text, pos, offset)) return std::nullopt;
+  }
+  // The standard library's civil calendar validates the day and converts it.
+  year_month_day ymd{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                     std::chrono::day(static_cast<unsigned>(day))};
+  if (!ymd.ok() || hour > 23 || minute > 59 || second > 60) return std::nullopt;
+  auto moment = sys_days(ymd) + hours(hour) + minutes(minute) + seconds(second) +
+                nanoseconds(nanos) - minutes(offset);
+  return time_point_cast<orbelin::Date::duration>(moment);
+}
+
+JSON::JSON(boost::json::value document)
+    : root_(std::make_shared<const boost::json::value>(std::move(document))), node_(root_.get()) {}
+
+orbelin::Result<JSON> JSON::parse(std::string_view text) {
+  boost::json::parse_options options;
+  options.max_depth = kMaxDepth;
+  boost::system::error_code error;
+  boost::json::value document = boost::json::parse(text, error, {}, options);
+  if (error) {
+    return orbelin::Error(orbelin::error_domain::kNetworking, 3840,
+                          "The data couldn't be read because it isn't valid JSON (" +
+                              error.message() + ").");
+  }
+  return JSON(std::move(document));
+}
+
+JSON JSON::operator[](std::string_view key) const {
+  if (!isObject()) return JSON();
+  const auto& object = node_->get_object();
+  auto found = object.find(key);
+  if (found == object.end()) return JSON();
+  return JSON(root_, &found->value());
+}
+
+JSON JSON::operator[](std::size_t index) const {
+  if (!isArray() || index >= node_->get_array().size()) return JSON();
+  return JSON(root_, &node_->get_array()[index]);
+}
+
+std::string JSON::stringValue() const {
+  if (node_ == nullptr || !node_->is_string()) return std::string();
+  return std::string(node_->get_string());
+}
+
+std::int64_t JSON::intValue() const {
+  if (node_ == nullptr) return 0;
+  if (node_->is_int64()) return node_->get_int64();
+  if (node_->is_uint64()) {
+    auto value = node_->get_uint64();
+    return value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())
+               ? std::numeric_limits<std::int64_t>::max()
+               : static_cast<std::int64_t>(value);
+  }
+  if (node_->is_double()) {
+    double value = std::trunc(node_->get_double());
+    // Out of range doubles clamp rather than overflow.
+    if (value >= 9.2233720368547758e18) return std::numeric_limits<std::int64_t>::max();
+    if (value <= -9.2233720368547758e18) return std::numeric_limits<std::int64_t>::min();
+    return static_cast<std::int64_t>(value);
+  }
+  return 0;
+}
+
+double JSON::doubleValue() const {
+  if (node_ == nullptr) return 0;
+  if (node_->is_double()) return node_->get_double();
+  if (node_->is_int64()) return static_cast<double>(node_->get_int64());
+  if (node_->is_uint64()) return static_cast<double>(node_->get_uint64());
+  return 0;
+}
+
+bool JSON::boolValue() const { return node_ != nullptr && node_->is_bool() && node_->get_bool(); }
+
+std::vector<JSON> JSON::arrayValue() const {
+  std::vector<JSON> elements;
+  if (!isArray()) return elements;
+  elements.reserve(node_->get_array().size());
+  for (const auto& element : node_->get_array()) elements.push_back(JSON(root_, &element));
+  return elements;
+}
+
+std::optional<orbelin::Date> JSON::date() const {
+  if (node_ == nullptr) return std::nullopt;
+  if (node_->is_string()) return parseISO8601Date(node_->get_string());
+  if (node_->is_number()) return orbelin::dateFromSeconds(doubleValue());
+  return std::nullopt;
+}
+
+orbelin::Date JSON::dateValue() const { return date().value_or(orbelin::Date()); }
+
+std::optional<JSON> JSON::optional() const {
+  if (isNull()) return std::nullopt;
+  return *this;
+}
+
+std::size_t JSON::size() const {
+  if (isArray()) return node_->get_array().size();
+  if (isObject()) return node_->get_object().size();
+  return 0;
+}
+
+const boost::json::value& JSON::raw() const { return node_ == nullptr ? nullValue() : *node_; }
+
+JSON JSON::Iterator::operator*() const { return JSON(root_, element_); }
+
+JSON::Iterator JSON::begin() const {
+  if (!isArray()) return Iterator();
+  return Iterator(root_, node_->get_array().data());
+}
+
+JSON::Iterator JSON::end() const {
+  if (!isArray()) return Iterator();
+  return Iterator(root_, node_->get_array().data() + node_->get_array().size());
+}
+
+}  // namespace TamberNetworking
