@@ -1,0 +1,155 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "orbelin/graph/model.h"
+#include "orbelin/graph/value.h"
+
+namespace orbelin::graph {
+
+class ManagedObjectContext;
+class ManagedObject;
+
+// The identity of an object: its entity and its row number in the store.
+// Numbers are handed out when an object is inserted and never reused while
+// the store is open, so an identifier is permanent from the start and equal
+// in every context over the same coordinator.
+struct ObjectID {
+  const EntityDescription* entity = nullptr;
+  std::int64_t primaryKey = 0;
+  bool operator==(const ObjectID&) const = default;
+};
+struct ObjectIDHash {
+  std::size_t operator()(const ObjectID& id) const {
+    return std::hash<const void*>()(id.entity) ^ std::hash<std::int64_t>()(id.primaryKey);
+  }
+};
+
+namespace detail {
+// Storage of one relationship of one object. Internal.
+struct RelationSlot {
+  ManagedObject* toOne = nullptr;
+  std::vector<ManagedObject*> members;                        // to-many, in order
+  std::unique_ptr<std::unordered_set<ManagedObject*>> index;  // membership, for large sets
+};
+struct ObjectAccess;
+}  // namespace detail
+
+// A live view of one to-many relationship of one object (the phone's mutable
+// set / mutable ordered set for a key). Adding and removing keep the inverse
+// relationship in step on the other objects and mark both sides changed.
+// Members are kept in insertion order; for an ordered relationship that order
+// is saved and restored, for an unordered one it carries no meaning.
+//
+// Valid while its owner is; same thread rules as the owner. The vector from
+// objects() is a copy; at() and size() read the live relationship.
+class RelationshipSet {
+ public:
+  std::size_t size() const;
+  bool empty() const { return size() == 0; }
+  bool contains(const ManagedObject* object) const;
+  // Null past the end.
+  ManagedObject* at(std::size_t position) const;
+  std::vector<ManagedObject*> objects() const;
+
+  // Adding an object already present, or null, does nothing. REQUIRES: the
+  // object belongs to the owner's context and to the relationship's
+  // destination entity (anything else is ignored).
+  void add(ManagedObject* object);
+  void addAll(const std::vector<ManagedObject*>& objects);
+  // Inserts at `position` (clamped to the end); moves the object if present.
+  void insert(ManagedObject* object, std::size_t position);
+  void remove(ManagedObject* object);
+  void removeAll();
+  // Replaces the content with `objects`, in their order.
+  void assign(const std::vector<ManagedObject*>& objects);
+
+  const RelationshipDescription& relationship() const;
+  ManagedObject* owner() const { return owner_; }
+
+ private:
+  friend class ManagedObject;
+  RelationshipSet(ManagedObject* owner, std::size_t index) : owner_(owner), index_(index) {}
+  ManagedObject* owner_;
+  std::size_t index_;
+};
+
+// An object of the graph: one instance of an entity, living in one context.
+// Record classes derive from it and add typed accessors on top of the
+// key-value access below (cache the indices per entity once and use the
+// ...At forms: they skip the name lookup).
+//
+// Ownership: the context an object was inserted into, or fetched into, owns
+// it. Callers get raw pointers that stay valid while the context lives; an
+// object that is deleted and saved, or whose insertion is rolled back, is
+// detached (context() becomes null) but stays readable until the context is
+// destroyed or reset(). Never delete an object yourself.
+//
+// Thread safety: an object follows its context. Each accessor takes the
+// context's lock, so one call never races a save, fetch or merge of that
+// context, but a sequence of calls is not atomic: fill an object from one
+// thread at a time (the context's queue, or the thread that created it).
+//
+// Unknown keys, and a value for a relationship key or vice versa, are
+// programming errors; they are ignored (setters do nothing, getters give
+// nil/null/an empty set) rather than crashing.
+class ManagedObject {
+ public:
+  ManagedObject();
+  virtual ~ManagedObject();
+  ManagedObject(const ManagedObject&) = delete;
+  ManagedObject& operator=(const ManagedObject&) = delete;
+
+  // REQUIRES: the object was made by a context (always true for objects you
+  // are handed).
+  const EntityDescription& entity() const { return *entity_; }
+  // Null once the object is detached (deleted and saved, or rolled back).
+  ManagedObjectContext* context() const;
+  ObjectID objectID() const { return {entity_, primaryKey_}; }
+
+  bool isInserted() const;  // inserted and not yet saved
+  bool isUpdated() const;   // changed since the last save or fetch
+  bool isDeleted() const;   // deleted and not yet saved
+  bool hasChanges() const { return isInserted() || isUpdated() || isDeleted(); }
+
+  // Attributes by name.
+  Value value(std::string_view key) const;
+  bool setValue(std::string_view key, Value value);  // false for an unknown key
+  // Attributes by index (EntityDescription::attributeIndex).
+  Value valueAt(std::size_t attributeIndex) const;
+  void setValueAt(std::size_t attributeIndex, Value value);
+
+  // To-one relationships by name or index. Setting keeps the inverse in step.
+  ManagedObject* object(std::string_view key) const;
+  bool setObject(std::string_view key, ManagedObject* object);
+  ManagedObject* objectAt(std::size_t relationshipIndex) const;
+  void setObjectAt(std::size_t relationshipIndex, ManagedObject* object);
+
+  // To-many relationships by name or index. For an unknown or to-one key the
+  // set is empty and ignores changes.
+  RelationshipSet mutableSet(std::string_view key);
+  RelationshipSet mutableOrderedSet(std::string_view key) { return mutableSet(key); }
+  RelationshipSet mutableSetAt(std::size_t relationshipIndex);
+  // A copy of the members of a to-many relationship.
+  std::vector<ManagedObject*> objects(std::string_view key) const;
+
+ private:
+  friend class ManagedObjectContext;
+  friend class RelationshipSet;
+  friend struct detail::ObjectAccess;
+
+  const EntityDescription* entity_ = nullptr;
+  ManagedObjectContext* context_ = nullptr;
+  std::int64_t primaryKey_ = 0;
+  std::uint8_t flags_ = 0;
+  std::vector<Value> values_;
+  std::vector<detail::RelationSlot> relations_;
+};
+
+}  // namespace orbelin::graph
