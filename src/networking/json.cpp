@@ -109,9 +109,9 @@ orbelin::Result<JSON> JSON::parse(std::string_view text) {
   boost::system::error_code error;
   boost::json::value document = boost::json::parse(text, error, {}, options);
   if (error) {
-    return orbelin::Error(orbelin::error_domain::kNetworking, 3840,
-                          "The data couldn't be read because it isn't valid JSON (" +
-                              error.message() + ").");
+    return orbelin::Error(
+        orbelin::error_domain::kNetworking, 3840,
+        "The data couldn't be read because it isn't valid JSON (" + error.message() + ").");
   }
   return JSON(std::move(document));
 }
@@ -161,7 +161,9 @@ double JSON::doubleValue() const {
   return 0;
 }
 
-bool JSON::boolValue() const { return node_ != nullptr && node_->is_bool() && node_->get_bool(); }
+bool JSON::boolValue() const {
+  return node_ != nullptr && node_->is_bool() && node_->get_bool();
+}
 
 std::vector<JSON> JSON::arrayValue() const {
   std::vector<JSON> elements;
@@ -178,7 +180,9 @@ std::optional<orbelin::Date> JSON::date() const {
   return std::nullopt;
 }
 
-orbelin::Date JSON::dateValue() const { return date().value_or(orbelin::Date()); }
+orbelin::Date JSON::dateValue() const {
+  return date().value_or(orbelin::Date());
+}
 
 std::optional<JSON> JSON::optional() const {
   if (isNull()) return std::nullopt;
@@ -191,9 +195,13 @@ std::size_t JSON::size() const {
   return 0;
 }
 
-const boost::json::value& JSON::raw() const { return node_ == nullptr ? nullValue() : *node_; }
+const boost::json::value& JSON::raw() const {
+  return node_ == nullptr ? nullValue() : *node_;
+}
 
-JSON JSON::Iterator::operator*() const { return JSON(root_, element_); }
+JSON JSON::Iterator::operator*() const {
+  return JSON(root_, element_);
+}
 
 JSON::Iterator JSON::begin() const {
   if (!isArray()) return Iterator();

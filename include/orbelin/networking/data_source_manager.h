@@ -1,0 +1,70 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "orbelin/networking/data_source.h"
+#include "orbelin/networking/request.h"
+#include "orbelin/networking/url_request.h"
+
+namespace TamberNetworking {
+
+// The process-wide request configuration and the one entry point that starts
+// requests. All state is class-level.
+//
+// Remote mode: request() asks the value for its URL request on the current
+// base URL, adds the default headers (a header the request sets itself wins
+// over a default of the same name), and hands it to the network thread: one
+// thread, one libcurl multi handle, any number of transfers in flight. A URL
+// text that isValidURLText rejects is never sent; its handlers get a
+// NSURLErrorDomain error with code Request::kBadURL. Replies are not
+// redirected; only http and https are spoken.
+//
+// Local mode: request() asks the value (which must also be RequestMatching)
+// for its local Response, right away on the calling thread, and delivers it
+// like a reply: status 200 with the file's bytes, or the resource error. No
+// network traffic happens.
+//
+// Either way request() returns at once and handlers run later on the main
+// queue (see Request).
+//
+// Thread safety: every function may be called from any thread; each request
+// takes a snapshot of the configuration when it starts.
+class DataSourceManager {
+ public:
+  // The header is added to every later request; a repeated name (compared
+  // without case) replaces the value.
+  static void setDefaultHeader(const std::string& name, const std::string& value);
+  static HeaderFields defaultHeaders();
+
+  // Handed to urlRequestWithBaseURLString of every request. Default: absent.
+  static std::optional<std::string> baseURLString();
+  static void setBaseURLString(std::optional<std::string> baseURLString);
+
+  // True: answer locally, send nothing. Default: false.
+  static bool localMode();
+  static void setLocalMode(bool localMode);
+
+  // Where local resources are looked up. Default: the bundled sample data, that
+  // is the installed <datadir>/OrbelinData/sample when it exists, else the
+  // source tree's resources/sample. Setting absent restores the default.
+  static std::filesystem::path resourceRoot();
+  static void setResourceRoot(std::optional<std::filesystem::path> root);
+  static std::filesystem::path defaultResourceRoot();
+
+  // Longest time one remote request may take, connection included. Default 30 s.
+  static std::chrono::milliseconds requestTimeout();
+  static void setRequestTimeout(std::chrono::milliseconds timeout);
+
+  // Creates and starts a library request for `value` and returns it at once.
+  // The value is only used during this call.
+  static std::shared_ptr<Request> request(const DataSourceRequest& value);
+
+  // Restores every setting to its default (tests and hosts that reconfigure).
+  static void resetToDefaults();
+};
+
+}  // namespace TamberNetworking

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace TamberNetworking {
+
+// HTTP header fields in the order they were set. Names compare without regard
+// to case, as HTTP wants; setting a name again replaces its value in place.
+class HeaderFields {
+ public:
+  using Field = std::pair<std::string, std::string>;
+
+  void set(std::string name, std::string value);
+  // The value of `name`, or absent.
+  std::optional<std::string> value(std::string_view name) const;
+  bool contains(std::string_view name) const { return value(name).has_value(); }
+  const std::vector<Field>& fields() const { return fields_; }
+  bool empty() const { return fields_.empty(); }
+
+ private:
+  std::vector<Field> fields_;
+};
+
+// The description of one HTTP request: URL text, method, header fields and an
+// optional body. A plain value; copies are independent.
+//
+// The URL is kept as the text it was built from, so a request can be described
+// (and answered locally) even when its text is not a valid URL; the library
+// checks the text with isValidURLText before sending and never sends one that
+// fails.
+struct URLRequest {
+  URLRequest() = default;
+  explicit URLRequest(std::string urlText, std::string httpMethod = "GET")
+      : url(std::move(urlText)), method(std::move(httpMethod)) {}
+
+  std::string url;
+  std::string method = "GET";
+  HeaderFields headers;
+  std::optional<std::string> body;  // raw bytes; absent means no body at all
+};
+
+// The reply of the server to one request (or, in local mode, the description of
+// the resource that answered it: status 200 and a "file://" URL).
+struct HTTPURLResponse {
+  long statusCode = 0;
+  std::string url;
+  HeaderFields headers;
+};
+
+// True when `text` is an absolute http or https URL that libcurl's URL parser
+// accepts as it stands: no spaces, no control characters, a host present.
+bool isValidURLText(std::string_view text);
+
+}  // namespace TamberNetworking
