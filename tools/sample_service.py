@@ -1,0 +1,314 @@
+#!/usr/bin/env python3
+"""A stand-in for the hospital's first-generation REST service, on 127.0.0.1 only.
+
+    python3 tools/sample_service.py --resources DIR --info-plist FILE
+                                    [--port 0] [--user nurse --password orbelin]
+
+Every path template of the Info.plist's "DataSourcePaths" becomes a route (a
+placeholder such as {userId} matches one path segment). A GET answers the JSON
+resource that the same call reads in local mode (Patient with id 12 reads
+patient.12.json). "Authenticate" is a POST whose JSON body must carry the
+configured "username" and "password" (401 otherwise). Unknown paths give 404.
+
+Control endpoints for tests (never recorded):
+    GET  /__requests   the requests received so far: method, path, headers, body
+    POST /__reset      forgets them and clears any fault
+    POST /__fault      a fault for the next "count" requests (default 1), or for
+                       all of them with "all": true. One of
+                       {"status": 500}      answer that status with a JSON body
+                       {"delay_ms": 2000}   answer normally after a pause
+                       {"malformed": true}  answer 200 with a body that is not JSON
+                       {"drop": true}       close the connection without an answer
+
+The first line on stdout is "listening on 127.0.0.1:PORT" (port 0 picks a free
+one). The service stops on SIGTERM or SIGINT, and by itself when the process
+that started it goes away. Only the Python standard library is used.
+"""
+
+import argparse
+import glob
+import json
+import os
+import plistlib
+import re
+import signal
+import sys
+import threading
+import time
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+# Service name -> (method, local resource name template). The templates name
+# the same files that the data layer reads in local mode.
+SERVICES = {
+    "Authenticate": ("POST", "authentication"),
+    "Notifications": ("GET", "user.{userId}.notifications"),
+    "Patients": ("GET", "user.{userId}.patients"),
+    "UserTasks": ("GET", "user.{userId}.tasks"),
+    "UserGroupTasks": ("GET", "user.{userId}.tasks.grouped"),
+    "UserBarriers": ("GET", "user.{userId}.barriers.grouped"),
+    "Patient": ("GET", "patient.{patientId}"),
+    "PatientSummary": ("GET", "patient.{patientId}.summary"),
+    "PatientTasks": ("GET", "patient.{patientId}.tasks"),
+    "PatientsTasks": ("GET", None),  # no ids in the URL: see patients_tasks_resource
+    "Staff": ("GET", "user.shift.{shiftId}"),
+    "Issues": ("GET", "user.{userId}.issues"),
+    "StaffForPatient": ("GET", "patient.{patientId}.users"),
+    "AllTasks": ("GET", "allTasks"),
+    "TaskSummaryForUser": ("GET", "user.{userId}.tasksummary"),
+    "PatientsAndTaskSummary": ("GET", "user.{userId}.patientsandtasks"),
+    "RoomsForShift": ("GET", "user.shift.{shiftId}.rooms"),
+}
+
+MAX_BODY = 1 << 20  # requests carry credentials at most
+MAX_DELAY_MS = 30000
+SOCKET_TIMEOUT_S = 30
+PLACEHOLDER = re.compile(r"\{(\w+)\}")
+
+
+class Route:
+    def __init__(self, service, template):
+        self.service = service
+        self.method, self.resource = SERVICES[service]
+        self.literal_count = template.count("/") - len(PLACEHOLDER.findall(template))
+        pattern = ""
+        last = 0
+        for match in PLACEHOLDER.finditer(template):
+            pattern += re.escape(template[last:match.start()])
+            pattern += "(?P<%s>[^/]+)" % match.group(1)
+            last = match.end()
+        pattern += re.escape(template[last:])
+        self.regex = re.compile("^" + pattern + "$")
+
+
+def load_routes(info_plist):
+    with open(info_plist, "rb") as f:
+        info = plistlib.load(f)
+    paths = info.get("DataSourcePaths", {})
+    routes = [Route(name, template) for name, template in paths.items()
+              if name in SERVICES and isinstance(template, str)]
+    # Literal segments first, so /api/patients/tasks is not taken for a patient id.
+    routes.sort(key=lambda r: -r.literal_count)
+    return routes
+
+
+class State:
+    def __init__(self):
+        self.lock = threading.Lock()
+        self.requests = []
+        self.fault = None
+        self.fault_left = 0  # -1: every request
+
+    def record(self, entry):
+        with self.lock:
+            self.requests.append(entry)
+
+    def take_fault(self):
+        with self.lock:
+            if self.fault is None or self.fault_left == 0:
+                return None
+            if self.fault_left > 0:
+                self.fault_left -= 1
+            return self.fault
+
+    def set_fault(self, spec):
+        with self.lock:
+            self.fault = spec
+            self.fault_left = -1 if spec.get("all") else int(spec.get("count", 1))
+
+    def reset(self):
+        with self.lock:
+            self.requests = []
+            self.fault = None
+            self.fault_left = 0
+
+
+class Handler(BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    disable_nagle_algorithm = True
+    timeout = SOCKET_TIMEOUT_S
+    server_version = "OrbelinSampleService/1.0"
+
+    def log_message(self, format, *args):  # keep stderr quiet
+        pass
+
+    def do_GET(self):
+        self.handle_any()
+
+    def do_POST(self):
+        self.handle_any()
+
+    def do_PUT(self):
+        self.handle_any()
+
+    def do_DELETE(self):
+        self.handle_any()
+
+    def read_body(self):
+        length = int(self.headers.get("Content-Length") or 0)
+        if length < 0 or length > MAX_BODY:
+            return None
+        return self.rfile.read(length) if length else b""
+
+    def send(self, status, body, content_type="application/json"):
+        self.send_response(status)
+        self.send_header("Content-Type", content_type)
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body)
+
+    def send_json(self, status, value):
+        self.send(status, json.dumps(value).encode("utf-8"))
+
+    def handle_any(self):
+        body = self.read_body()
+        if body is None:
+            self.send_json(413, {"error": "request body too large"})
+            return
+        path = self.path.split("?", 1)[0]
+        if path.startswith("/__"):
+            self.handle_control(path, body)
+            return
+        self.server.state.record({
+            "method": self.command,
+            "path": self.path,
+            "headers": {name: value for name, value in self.headers.items()},
+            "body": body.decode("utf-8", "replace"),
+        })
+        fault = self.server.state.take_fault()
+        if fault is not None and self.apply_fault(fault):
+            return
+        self.answer(path, body)
+
+    def handle_control(self, path, body):
+        state = self.server.state
+        if path == "/__requests" and self.command == "GET":
+            with state.lock:
+                self.send_json(200, list(state.requests))
+        elif path == "/__reset" and self.command == "POST":
+            state.reset()
+            self.send_json(200, {"ok": True})
+        elif path == "/__fault" and self.command == "POST":
+            try:
+                spec = json.loads(body or b"{}")
+                if not isinstance(spec, dict):
+                    raise ValueError("not an object")
+            except ValueError:
+                self.send_json(400, {"error": "the fault must be a JSON object"})
+                return
+            state.set_fault(spec)
+            self.send_json(200, {"ok": True})
+        else:
+            self.send_json(404, {"error": "unknown control endpoint"})
+
+    # True when the fault took the place of the answer.
+    def apply_fault(self, fault):
+        if fault.get("drop"):
+            self.close_connection = True
+            return True
+        if "delay_ms" in fault:
+            time.sleep(min(max(int(fault["delay_ms"]), 0), MAX_DELAY_MS) / 1000.0)
+            return False
+        if "status" in fault:
+            status = int(fault["status"])
+            self.send_json(status, {"error": "injected fault", "status": status})
+            return True
+        if fault.get("malformed"):
+            self.send(200, b'{"staffMember": {"id": 7,')
+            return True
+        return False
+
+    def answer(self, path, body):
+        for route in self.server.routes:
+            match = route.regex.match(path)
+            if match is None:
+                continue
+            if self.command != route.method:
+                self.send_json(405, {"error": "method not allowed"})
+                return
+            if route.service == "Authenticate" and not self.credentials_match(body):
+                self.send_json(401, {"error": "wrong user name or password"})
+                return
+            self.send_resource(self.resource_for(route, match.groupdict()))
+            return
+        self.send_json(404, {"error": "no such service path"})
+
+    def credentials_match(self, body):
+        try:
+            credentials = json.loads(body or b"null")
+        except ValueError:
+            return False
+        return (isinstance(credentials, dict)
+                and credentials.get("username") == self.server.user
+                and credentials.get("password") == self.server.password)
+
+    def resource_for(self, route, values):
+        if route.resource is None:
+            return self.patients_tasks_resource()
+        name = route.resource
+        for key, value in values.items():
+            name = name.replace("{%s}" % key, value)
+        return name
+
+    def patients_tasks_resource(self):
+        root = self.server.resources
+        if os.path.isfile(os.path.join(root, "patients.tasks.json")):
+            return "patients.tasks"
+        matches = sorted(glob.glob(os.path.join(glob.escape(root), "patients.*.tasks.json")))
+        if not matches:
+            return "patients.tasks"
+        return os.path.basename(matches[0])[:-len(".json")]
+
+    def send_resource(self, name):
+        root = os.path.realpath(self.server.resources)
+        file = os.path.realpath(os.path.join(root, name + ".json"))
+        if os.path.commonpath([root, file]) != root or not os.path.isfile(file):
+            self.send_json(404, {"error": "no resource " + name})
+            return
+        with open(file, "rb") as f:
+            self.send(200, f.read())
+
+
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+    allow_reuse_address = True
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--resources", required=True)
+    parser.add_argument("--info-plist", required=True)
+    parser.add_argument("--port", type=int, default=0)
+    parser.add_argument("--user", default="nurse")
+    parser.add_argument("--password", default="orbelin")
+    return parser.parse_args()
+
+
+def main():
+    arguments = parse_arguments()
+    server = Server(("127.0.0.1", arguments.port), Handler)
+    server.routes = load_routes(arguments.info_plist)
+    server.resources = arguments.resources
+    server.user = arguments.user
+    server.password = arguments.password
+    server.state = State()
+
+    stop = threading.Event()
+    signal.signal(signal.SIGTERM, lambda *_: stop.set())
+    signal.signal(signal.SIGINT, lambda *_: stop.set())
+    parent = os.getppid()
+
+    worker = threading.Thread(target=server.serve_forever, kwargs={"poll_interval": 0.1})
+    worker.daemon = True
+    worker.start()
+    print("listening on 127.0.0.1:%d" % server.server_address[1], flush=True)
+    # Stops with its parent too, so a crashed test leaves nothing behind.
+    while not stop.wait(0.5):
+        if os.getppid() != parent:
+            break
+    server.shutdown()
+    server.server_close()
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
