@@ -1,0 +1,202 @@
+#include "dates/icu_calendars.h"
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+
+#include <unicode/calendar.h>
+#include <unicode/gregocal.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+
+namespace orbelin::dates {
+namespace {
+
+struct Settings {
+  std::mutex mutex;
+  std::optional<std::string> zoneId;    // guarded by mutex
+  std::optional<std::string> localeId;  // guarded by mutex
+  // Bumped on every change so that each thread rebuilds its calendars.
+  std::atomic<unsigned long> generation{1};
+};
+
+Settings& settings() {
+  static Settings instance;
+  return instance;
+}
+
+UDate toUDate(Date date) {
+  return std::chrono::duration<double, std::milli>(date.time_since_epoch()).count();
+}
+
+Date fromUDate(UDate milliseconds) {
+  return Date(std::chrono::duration_cast<Date::duration>(
+      std::chrono::duration<double, std::milli>(milliseconds)));
+}
+
+UCalendarDateFields field(Unit unit) {
+  switch (unit) {
+    case Unit::kYear:
+      return UCAL_YEAR;
+    case Unit::kDay:
+      return UCAL_DATE;
+    case Unit::kHour:
+      return UCAL_HOUR_OF_DAY;
+    case Unit::kMinute:
+      return UCAL_MINUTE;
+  }
+  return UCAL_DATE;
+}
+
+std::optional<CalendarFields> readFields(icu::Calendar& calendar, Date date) {
+  UErrorCode status = U_ZERO_ERROR;
+  calendar.setTime(toUDate(date), status);
+  CalendarFields f;
+  f.era = calendar.get(UCAL_ERA, status);
+  f.year = calendar.get(UCAL_YEAR, status);
+  f.month = calendar.get(UCAL_MONTH, status);
+  f.day = calendar.get(UCAL_DATE, status);
+  f.hour = calendar.get(UCAL_HOUR_OF_DAY, status);
+  f.minute = calendar.get(UCAL_MINUTE, status);
+  f.second = calendar.get(UCAL_SECOND, status);
+  if (U_FAILURE(status)) return std::nullopt;
+  return f;
+}
+
+OptionalDate assembleWith(icu::Calendar& calendar, const CalendarFields& f) {
+  calendar.clear();
+  calendar.set(UCAL_ERA, f.era);
+  calendar.set(f.year, f.month, f.day, f.hour, f.minute, f.second);
+  UErrorCode status = U_ZERO_ERROR;
+  UDate time = calendar.getTime(status);
+  if (U_FAILURE(status)) return std::nullopt;
+  return fromUDate(time);
+}
+
+std::unique_ptr<icu::SimpleDateFormat> makeFormat(const char* pattern, const icu::Locale& locale,
+                                                  const icu::TimeZone* zone) {
+  UErrorCode status = U_ZERO_ERROR;
+  auto format =
+      std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(pattern), locale, status);
+  if (U_FAILURE(status)) return nullptr;
+  if (zone) format->setTimeZone(*zone);
+  return format;
+}
+
+}  // namespace
+
+void setTimeZoneId(std::optional<std::string> zoneId) {
+  std::lock_guard lock(settings().mutex);
+  settings().zoneId = std::move(zoneId);
+  settings().generation.fetch_add(1);
+}
+
+void setLocaleId(std::optional<std::string> localeId) {
+  std::lock_guard lock(settings().mutex);
+  settings().localeId = std::move(localeId);
+  settings().generation.fetch_add(1);
+}
+
+ThreadCalendars::ThreadCalendars() = default;
+ThreadCalendars::~ThreadCalendars() = default;
+
+ThreadCalendars& ThreadCalendars::get() {
+  thread_local ThreadCalendars calendars;
+  unsigned long generation = settings().generation.load();
+  if (calendars.generation_ != generation) calendars.rebuild(generation);
+  return calendars;
+}
+
+void ThreadCalendars::rebuild(unsigned long generation) {
+  std::optional<std::string> zoneId, localeId;
+  {
+    std::lock_guard lock(settings().mutex);
+    zoneId = settings().zoneId;
+    localeId = settings().localeId;
+  }
+  generation_ = generation;
+  zone_.reset(zoneId ? icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(*zoneId))
+                     : icu::TimeZone::createDefault());
+  icu::Locale locale = localeId ? icu::Locale(localeId->c_str()) : icu::Locale::getDefault();
+  UErrorCode status = U_ZERO_ERROR;
+  calendar_.reset(icu::Calendar::createInstance(*zone_, locale, status));
+  if (U_FAILURE(status)) calendar_.reset();
+  status = U_ZERO_ERROR;
+  gregorian_ = std::make_unique<icu::GregorianCalendar>(*zone_, locale, status);
+  if (U_FAILURE(status)) gregorian_.reset();
+  if (calendar_) calendar_->setLenient(true);
+  if (gregorian_) gregorian_->setLenient(true);
+  dateFormat_ = makeFormat("MM/dd/yyyy", locale, zone_.get());
+  timeFormat_ = makeFormat("hh:mm a", locale, zone_.get());
+  reference941_.reset();
+  dayStart_ = dayEnd_ = Date{};
+}
+
+std::optional<CalendarFields> ThreadCalendars::fields(Date date) {
+  if (!calendar_) return std::nullopt;
+  return readFields(*calendar_, date);
+}
+
+OptionalDate ThreadCalendars::assemble(const CalendarFields& fields) {
+  if (!calendar_) return std::nullopt;
+  return assembleWith(*calendar_, fields);
+}
+
+std::optional<int> ThreadCalendars::difference(Date from, Date to, Unit unit) {
+  if (!calendar_) return std::nullopt;
+  // fieldDifference moves the calendar, so it starts from `from` every time.
+  UErrorCode status = U_ZERO_ERROR;
+  calendar_->setTime(toUDate(from), status);
+  int32_t result = calendar_->fieldDifference(toUDate(to), field(unit), status);
+  if (U_FAILURE(status)) return std::nullopt;
+  return result;
+}
+
+std::string ThreadCalendars::format(Date date, Pattern pattern) {
+  icu::SimpleDateFormat* format = pattern == Pattern::kDate ? dateFormat_.get() : timeFormat_.get();
+  if (!format) return "";
+  icu::UnicodeString text;
+  format->format(toUDate(date), text);
+  std::string result;
+  text.toUTF8String(result);
+  return result;
+}
+
+int ThreadCalendars::zoneOffsetHours(Date date) {
+  int32_t rawOffset = 0, dstOffset = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  zone_->getOffset(toUDate(date), false, rawOffset, dstOffset, status);
+  if (U_FAILURE(status)) return 0;
+  return (rawOffset + dstOffset) / 3'600'000;
+}
+
+OptionalDate ThreadCalendars::todayAt(Date now, int hour, int minute) {
+  auto today = fields(now);
+  if (!today || !gregorian_) return std::nullopt;
+  CalendarFields target = *today;
+  target.hour = hour;
+  target.minute = minute;
+  target.second = 0;
+  return assembleWith(*gregorian_, target);
+}
+
+OptionalDate ThreadCalendars::todayAt941(Date now) {
+  if (reference941_ && now >= dayStart_ && now < dayEnd_) return reference941_;
+  auto today = fields(now);
+  if (!today) return std::nullopt;
+  CalendarFields start = *today;
+  start.hour = start.minute = start.second = 0;
+  CalendarFields next = start;
+  next.day += 1;
+  auto dayStart = assemble(start);
+  auto dayEnd = assemble(next);
+  auto reference = todayAt(now, 9, 41);
+  if (dayStart && dayEnd && reference && now >= *dayStart && now < *dayEnd) {
+    dayStart_ = *dayStart;
+    dayEnd_ = *dayEnd;
+    reference941_ = reference;
+  }
+  return reference;
+}
+
+}  // namespace orbelin::dates

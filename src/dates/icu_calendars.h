@@ -1,0 +1,80 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "orbelin/platform/date.h"
+
+#include <unicode/uversion.h>
+
+U_NAMESPACE_BEGIN
+class Calendar;
+class GregorianCalendar;
+class SimpleDateFormat;
+class TimeZone;
+U_NAMESPACE_END
+
+// ICU calendars and formatters for DateUtils, built once per thread (ICU
+// objects are not thread-safe, and building them per call is slow) and
+// rebuilt when the time zone or locale setting changes.
+namespace orbelin::dates {
+
+enum class Unit { kYear, kDay, kHour, kMinute };
+enum class Pattern { kDate, kTime };
+
+// Calendar fields as the calendar numbers them (month from 0, hour 0-23).
+struct CalendarFields {
+  int era = 0;
+  int year = 0;
+  int month = 0;
+  int day = 0;
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+};
+
+void setTimeZoneId(std::optional<std::string> zoneId);
+void setLocaleId(std::optional<std::string> localeId);
+
+// Thread safety: each thread has its own object; never share one.
+class ThreadCalendars {
+ public:
+  // This thread's calendars, up to date with the settings.
+  static ThreadCalendars& get();
+
+  ThreadCalendars();
+  ~ThreadCalendars();
+  ThreadCalendars(const ThreadCalendars&) = delete;
+  ThreadCalendars& operator=(const ThreadCalendars&) = delete;
+
+  // Fields of `date` in the user's calendar and the local zone.
+  std::optional<CalendarFields> fields(Date date);
+  // Lenient assembly in the user's calendar: out-of-range fields roll over.
+  OptionalDate assemble(const CalendarFields& fields);
+  // Whole units from `from` to `to` (signed), measured by the user's calendar.
+  std::optional<int> difference(Date from, Date to, Unit unit);
+  std::string format(Date date, Pattern pattern);
+  // The zone's offset from GMT at `date` in whole hours, truncated toward zero.
+  int zoneOffsetHours(Date date);
+  // The calendar day of `now` at hour:minute:00, assembled by a Gregorian calendar.
+  OptionalDate todayAt(Date now, int hour, int minute);
+  // todayAt(now, 9, 41), remembered for the rest of the local day.
+  OptionalDate todayAt941(Date now);
+
+ private:
+  void rebuild(unsigned long generation);
+
+  unsigned long generation_ = 0;
+  std::unique_ptr<icu::TimeZone> zone_;
+  std::unique_ptr<icu::Calendar> calendar_;
+  std::unique_ptr<icu::GregorianCalendar> gregorian_;
+  std::unique_ptr<icu::SimpleDateFormat> dateFormat_;
+  std::unique_ptr<icu::SimpleDateFormat> timeFormat_;
+  // The 09:41 reference of the local day [dayStart_, dayEnd_).
+  Date dayStart_{};
+  Date dayEnd_{};
+  OptionalDate reference941_;
+};
+
+}  // namespace orbelin::dates
