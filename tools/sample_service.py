@@ -271,6 +271,9 @@ class Handler(BaseHTTPRequestHandler):
 class Server(ThreadingHTTPServer):
     daemon_threads = True
     allow_reuse_address = True
+    # The default backlog of 5 drops connections when a client opens many at
+    # once, and the dropped ones only retry a second later.
+    request_queue_size = 128
 
 
 def parse_arguments():
