@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <boost/json/value.hpp>
+
+namespace orbelin::demo {
+
+// The command line of orbelin-demo:
+//   orbelin-demo [--base-url URL] [--info-plist FILE] [--resources DIR]
+//                [--documents DIR] [COMMAND ...]
+// Without --base-url everything is answered locally from the resources.
+struct DemoOptions {
+  std::optional<std::string> baseUrl;
+  std::filesystem::path infoPlist;                 // the bundled one unless given
+  std::optional<std::filesystem::path> resources;  // the library's default unless given
+  std::optional<std::filesystem::path> documents;
+  std::vector<std::string> command;  // empty: the report
+
+  bool localMode() const { return !baseUrl.has_value(); }
+};
+
+// Exit codes shared by every command.
+inline constexpr int kExitSuccess = 0;
+inline constexpr int kExitFailure = 1;  // a request or the set-up failed
+inline constexpr int kExitUsage = 2;    // wrong command, case or argument count
+
+void printUsage(std::ostream& out);
+
+// `request CASE [ARG ...]`: runs one first-generation call and prints its reply.
+int runRequest(const DemoOptions& options);
+// No command: the ward report.
+int runReport(const DemoOptions& options);
+
+// Indented JSON text; numbers in their shortest round-trip form (never the
+// exponent form for ordinary values like 71.5).
+std::string prettyJSON(const boost::json::value& value);
+
+}  // namespace orbelin::demo
