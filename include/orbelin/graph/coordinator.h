@@ -53,13 +53,14 @@ class PersistentStoreCoordinator {
 
   // Internal: used by contexts.
   std::int64_t nextPrimaryKey(const EntityDescription& entity);
-  detail::Store* store() const { return store_.get(); }
+  detail::Store* store() const { return storePtr_.load(std::memory_order_acquire); }
   std::mutex& storeMutex() const { return storeMutex_; }
 
  private:
   std::shared_ptr<const ManagedObjectModel> model_;
   mutable std::mutex storeMutex_;
   std::unique_ptr<detail::Store> store_;                   // guarded by storeMutex_ (set once)
+  std::atomic<detail::Store*> storePtr_{nullptr};          // store_, readable without the lock
   std::unique_ptr<std::atomic<std::int64_t>[]> nextKeys_;  // per entity, by position in the model
 };
 

@@ -71,6 +71,8 @@ using ObjectFactory = std::function<std::unique_ptr<ManagedObject>()>;
 class EntityDescription {
  public:
   const std::string& name() const { return name_; }
+  // Position of the entity in its model's entities().
+  std::size_t position() const { return position_; }
   // The record class's name as registered ("Patient2" for entity "Patient"),
   // or "ManagedObject" when the entity has no class of its own.
   const std::string& managedObjectClassName() const { return className_; }
@@ -95,6 +97,7 @@ class EntityDescription {
   friend class ModelBuilder;
   friend class ManagedObjectModel;
   std::string name_;
+  std::size_t position_ = 0;
   std::string className_ = "ManagedObject";
   ObjectFactory factory_;
   std::vector<AttributeDescription> attributes_;

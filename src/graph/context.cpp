@@ -1,0 +1,584 @@
+#include "orbelin/graph/context.h"
+
+#include <algorithm>
+
+#include "graph/context_impl.h"
+#include "orbelin/platform/error.h"
+#include "orbelin/platform/main_queue.h"
+#include "orbelin/platform/serial_queue.h"
+
+namespace orbelin::graph {
+
+using detail::ObjectAccess;
+
+namespace {
+
+Error persistenceError(long code, const std::string& text) {
+  return Error(error_domain::kPersistence, code, text);
+}
+
+bool fits(const AttributeDescription& attribute, const Value& value) {
+  using K = Value::Kind;
+  auto inRange = [&](std::int64_t low, std::int64_t high) {
+    auto i = value.integer();
+    return i && *i >= low && *i <= high;
+  };
+  switch (attribute.type) {
+    case AttributeType::String:
+      return value.kind() == K::String;
+    case AttributeType::Integer16:
+      return inRange(INT16_MIN, INT16_MAX);
+    case AttributeType::Integer32:
+      return inRange(INT32_MIN, INT32_MAX);
+    case AttributeType::Integer64:
+      return value.kind() == K::Integer;
+    case AttributeType::Double:
+      return value.kind() == K::Double || value.kind() == K::Integer;
+    case AttributeType::Boolean:
+      return value.kind() == K::Boolean || inRange(0, 1);
+    case AttributeType::Date:
+      return value.kind() == K::Date;
+    case AttributeType::Binary:
+      return value.kind() == K::Binary;
+    case AttributeType::Transformable:
+      return value.kind() == K::Transformable;
+  }
+  return false;
+}
+
+bool attached(ManagedObject* object, const ManagedObjectContext* context) {
+  return ObjectAccess::context(*object) == context;
+}
+
+}  // namespace
+
+// Impl: graph operations ------------------------------------------------------
+
+ManagedObject* ManagedObjectContext::Impl::insert(const EntityDescription& entity) {
+  std::unique_ptr<ManagedObject> object = entity.makeObject();
+  ObjectAccess::attach(*object, entity, owner, coordinator->nextPrimaryKey(entity));
+  ObjectAccess::flags(*object) = detail::kInserted | detail::kRelationsLoaded;
+  ManagedObject* raw = object.get();
+  registered.emplace(raw->objectID(), std::move(object));
+  insertedList.push_back(raw);
+  return raw;
+}
+
+void ManagedObjectContext::Impl::markChanged(ManagedObject* object) {
+  std::uint8_t& flags = ObjectAccess::flags(*object);
+  if (flags & (detail::kInserted | detail::kUpdated | detail::kDeleted)) return;
+  if (!attached(object, owner)) return;
+  Snapshot snapshot;
+  snapshot.values = ObjectAccess::values(*object);
+  snapshot.flags = flags & detail::kRelationsLoaded;
+  for (const auto& slot : ObjectAccess::relations(*object))
+    snapshot.relations.push_back({slot.toOne, slot.members});
+  originals.emplace(object, std::move(snapshot));
+  flags |= detail::kUpdated;
+  updatedList.push_back(object);
+}
+
+void ManagedObjectContext::Impl::ensureLoaded(ManagedObject* object) {
+  std::uint8_t& flags = ObjectAccess::flags(*object);
+  if (flags & detail::kRelationsLoaded) return;
+  flags |= detail::kRelationsLoaded;
+  detail::Store* s = store();
+  if (!s || !attached(object, owner)) return;
+  std::vector<std::vector<std::int64_t>> targets;
+  {
+    std::lock_guard storeLock(coordinator->storeMutex());
+    if (!s->loadRelations(object->entity(), ObjectAccess::primaryKey(*object), targets)) return;
+  }
+  const auto& relationships = object->entity().relationships();
+  auto& slots = ObjectAccess::relations(*object);
+  for (std::size_t i = 0; i < relationships.size() && i < targets.size(); ++i) {
+    for (std::int64_t key : targets[i]) {
+      ManagedObject* target = materialize(*relationships[i].destination, key);
+      if (!target || ObjectAccess::has(*target, detail::kDeleted)) continue;
+      if (relationships[i].toMany) {
+        if (!detail::slotContains(slots[i], target)) detail::slotAdd(slots[i], target);
+      } else {
+        slots[i].toOne = target;
+      }
+    }
+  }
+}
+
+ManagedObject* ManagedObjectContext::Impl::materialize(const EntityDescription& entity,
+                                                       std::int64_t primaryKey) {
+  if (auto it = registered.find({&entity, primaryKey}); it != registered.end())
+    return it->second.get();
+  detail::Store* s = store();
+  if (!s) return nullptr;
+  ManagedObject* result = nullptr;
+  std::lock_guard storeLock(coordinator->storeMutex());
+  s->loadRow(entity, primaryKey, [&](std::int64_t key, const detail::RowReader& row) {
+    result = registerRow(entity, key, row);
+  });
+  return result;
+}
+
+ManagedObject* ManagedObjectContext::Impl::registerRow(const EntityDescription& entity,
+                                                       std::int64_t primaryKey,
+                                                       const detail::RowReader& row) {
+  std::unique_ptr<ManagedObject> object = entity.makeObject();
+  ObjectAccess::attach(*object, entity, owner, primaryKey);
+  auto& values = ObjectAccess::values(*object);
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] = row.value(i);
+  ManagedObject* raw = object.get();
+  registered.emplace(ObjectID{&entity, primaryKey}, std::move(object));
+  return raw;
+}
+
+void ManagedObjectContext::Impl::link(ManagedObject* from, std::size_t relationship,
+                                      ManagedObject* target) {
+  ensureLoaded(from);
+  auto& slot = ObjectAccess::relations(*from)[relationship];
+  if (from->entity().relationships()[relationship].toMany) {
+    if (detail::slotContains(slot, target)) return;
+    markChanged(from);
+    detail::slotAdd(slot, target);
+  } else {
+    if (slot.toOne == target) return;
+    markChanged(from);
+    slot.toOne = target;
+  }
+}
+
+void ManagedObjectContext::Impl::unlink(ManagedObject* from, std::size_t relationship,
+                                        ManagedObject* target) {
+  ensureLoaded(from);
+  auto& slot = ObjectAccess::relations(*from)[relationship];
+  if (from->entity().relationships()[relationship].toMany) {
+    if (!detail::slotContains(slot, target)) return;
+    markChanged(from);
+    detail::slotRemove(slot, target);
+  } else {
+    if (slot.toOne != target) return;
+    markChanged(from);
+    slot.toOne = nullptr;
+  }
+}
+
+void ManagedObjectContext::Impl::setToOne(ManagedObject* from, std::size_t relationship,
+                                          ManagedObject* target) {
+  ensureLoaded(from);
+  ManagedObject* old = ObjectAccess::relations(*from)[relationship].toOne;
+  if (old == target) return;
+  const RelationshipDescription* inverse = from->entity().relationships()[relationship].inverse;
+  if (old) {
+    unlink(from, relationship, old);
+    if (inverse) unlink(old, inverse->index, from);
+  }
+  if (!target) return;
+  if (inverse && !inverse->toMany) {
+    // One-to-one: the target leaves its previous partner.
+    ensureLoaded(target);
+    ManagedObject* partner = ObjectAccess::relations(*target)[inverse->index].toOne;
+    if (partner && partner != from) {
+      unlink(partner, relationship, target);
+      unlink(target, inverse->index, partner);
+    }
+  }
+  link(from, relationship, target);
+  if (inverse) link(target, inverse->index, from);
+}
+
+void ManagedObjectContext::Impl::addToMany(ManagedObject* from, std::size_t relationship,
+                                           ManagedObject* target) {
+  ensureLoaded(from);
+  if (detail::slotContains(ObjectAccess::relations(*from)[relationship], target)) return;
+  const RelationshipDescription* inverse = from->entity().relationships()[relationship].inverse;
+  if (inverse && !inverse->toMany) {
+    // One-to-many: the target leaves its previous owner.
+    ensureLoaded(target);
+    ManagedObject* previous = ObjectAccess::relations(*target)[inverse->index].toOne;
+    if (previous) {
+      unlink(previous, relationship, target);
+      unlink(target, inverse->index, previous);
+    }
+  }
+  link(from, relationship, target);
+  if (inverse) link(target, inverse->index, from);
+}
+
+void ManagedObjectContext::Impl::removeToMany(ManagedObject* from, std::size_t relationship,
+                                              ManagedObject* target) {
+  ensureLoaded(from);
+  if (!detail::slotContains(ObjectAccess::relations(*from)[relationship], target)) return;
+  unlink(from, relationship, target);
+  const RelationshipDescription* inverse = from->entity().relationships()[relationship].inverse;
+  if (inverse) unlink(target, inverse->index, from);
+}
+
+bool ManagedObjectContext::Impl::acceptsTarget(ManagedObject* from, std::size_t relationship,
+                                               ManagedObject* target) const {
+  if (!target || !attached(target, owner)) return false;
+  if (ObjectAccess::has(*target, detail::kDeleted)) return false;
+  return &target->entity() == from->entity().relationships()[relationship].destination;
+}
+
+void ManagedObjectContext::Impl::remove(ManagedObject* object) {
+  if (!attached(object, owner) || ObjectAccess::has(*object, detail::kDeleted)) return;
+  ensureLoaded(object);
+  markChanged(object);
+  std::vector<ManagedObject*> cascade;
+  const auto& relationships = object->entity().relationships();
+  for (std::size_t i = 0; i < relationships.size(); ++i) {
+    auto& slot = ObjectAccess::relations(*object)[i];
+    std::vector<ManagedObject*> targets = slot.members;
+    if (slot.toOne) targets.push_back(slot.toOne);
+    for (ManagedObject* target : targets) {
+      if (relationships[i].deleteRule == DeleteRule::Cascade) cascade.push_back(target);
+      if (relationships[i].toMany)
+        removeToMany(object, i, target);
+      else
+        setToOne(object, i, nullptr);
+    }
+  }
+  if (ObjectAccess::has(*object, detail::kInserted)) {
+    detach(object);
+  } else {
+    ObjectAccess::flags(*object) |= detail::kDeleted;
+    deletedList.push_back(object);
+  }
+  for (ManagedObject* target : cascade) remove(target);
+}
+
+void ManagedObjectContext::Impl::detach(ManagedObject* object) {
+  auto it = registered.find(object->objectID());
+  if (it == registered.end() || it->second.get() != object) return;
+  detached.push_back(std::move(it->second));
+  registered.erase(it);
+  ObjectAccess::context(*object) = nullptr;
+  ObjectAccess::flags(*object) = 0;
+}
+
+void ManagedObjectContext::Impl::restore(ManagedObject* object, const Snapshot& snapshot) {
+  ObjectAccess::values(*object) = snapshot.values;
+  auto& slots = ObjectAccess::relations(*object);
+  for (std::size_t i = 0; i < slots.size() && i < snapshot.relations.size(); ++i) {
+    detail::slotClear(slots[i]);
+    ManagedObject* toOne = snapshot.relations[i].toOne;
+    if (toOne && attached(toOne, owner)) slots[i].toOne = toOne;
+    for (ManagedObject* member : snapshot.relations[i].members)
+      if (attached(member, owner)) detail::slotAdd(slots[i], member);
+  }
+  ObjectAccess::flags(*object) = snapshot.flags;
+}
+
+void ManagedObjectContext::Impl::refresh(ManagedObject* object) {
+  if (ObjectAccess::flags(*object) & (detail::kInserted | detail::kUpdated | detail::kDeleted))
+    return;  // unsaved changes here win
+  detail::Store* s = store();
+  if (!s) return;
+  bool found = false;
+  {
+    std::lock_guard storeLock(coordinator->storeMutex());
+    s->loadRow(object->entity(), ObjectAccess::primaryKey(*object),
+               [&](std::int64_t, const detail::RowReader& row) {
+                 found = true;
+                 auto& values = ObjectAccess::values(*object);
+                 for (std::size_t i = 0; i < values.size(); ++i) values[i] = row.value(i);
+               });
+  }
+  if (!found) {
+    forget(object);
+    return;
+  }
+  // Relationships are read again from the store on next use.
+  for (auto& slot : ObjectAccess::relations(*object)) detail::slotClear(slot);
+  ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kRelationsLoaded);
+}
+
+void ManagedObjectContext::Impl::forget(ManagedObject* object) {
+  // Loaded neighbours must not keep pointing at an object that is gone. A
+  // loaded object names them through its inverses; otherwise look at all.
+  auto drop = [object](ManagedObject* other) {
+    if (!ObjectAccess::has(*other, detail::kRelationsLoaded)) return;
+    for (auto& slot : ObjectAccess::relations(*other)) {
+      if (slot.toOne == object) slot.toOne = nullptr;
+      if (!slot.members.empty()) detail::slotRemove(slot, object);
+    }
+  };
+  const auto& relationships = object->entity().relationships();
+  bool allInverse = std::all_of(relationships.begin(), relationships.end(),
+                                [](const auto& r) { return r.inverse != nullptr; });
+  if (ObjectAccess::has(*object, detail::kRelationsLoaded) && allInverse) {
+    for (auto& slot : ObjectAccess::relations(*object)) {
+      if (slot.toOne) drop(slot.toOne);
+      for (ManagedObject* member : slot.members) drop(member);
+    }
+  } else {
+    for (auto& entry : registered) drop(entry.second.get());
+  }
+  detach(object);
+}
+
+Status ManagedObjectContext::Impl::validate(ManagedObject* object) const {
+  const auto& attributes = object->entity().attributes();
+  const auto& values = ObjectAccess::values(*object);
+  for (const auto& attribute : attributes) {
+    const Value& value = values[attribute.index];
+    if (value.isNil() ? attribute.optional : fits(attribute, value)) continue;
+    return persistenceError(
+        3, "The value of " + object->entity().name() + "." + attribute.name +
+               (value.isNil() ? " is missing." : " does not fit its type: " + value.description()));
+  }
+  return Status::success();
+}
+
+// Public members ---------------------------------------------------------------
+
+ManagedObjectContext::ManagedObjectContext(ConcurrencyType type)
+    : type_(type), impl_(std::make_unique<Impl>(this)) {
+  if (type == ConcurrencyType::PrivateQueue)
+    queue_ = std::make_unique<platform::SerialQueue>("orbelin.graph.context");
+}
+
+ManagedObjectContext::~ManagedObjectContext() {
+  queue_.reset();
+}
+
+void ManagedObjectContext::setPersistentStoreCoordinator(
+    std::shared_ptr<PersistentStoreCoordinator> coordinator) {
+  std::lock_guard lock(impl_->mutex);
+  impl_->coordinator = std::move(coordinator);
+}
+
+std::shared_ptr<PersistentStoreCoordinator> ManagedObjectContext::persistentStoreCoordinator()
+    const {
+  std::lock_guard lock(impl_->mutex);
+  return impl_->coordinator;
+}
+
+void ManagedObjectContext::perform(std::function<void()> work) {
+  switch (type_) {
+    case ConcurrencyType::PrivateQueue:
+      queue_->async(std::move(work));
+      return;
+    case ConcurrencyType::MainQueue:
+      platform::MainQueue::async(std::move(work));
+      return;
+    case ConcurrencyType::Confinement:
+      work();
+      return;
+  }
+}
+
+void ManagedObjectContext::performAndWait(const std::function<void()>& work) {
+  switch (type_) {
+    case ConcurrencyType::PrivateQueue:
+      queue_->sync(work);
+      return;
+    case ConcurrencyType::MainQueue:
+      platform::MainQueue::sync(work);
+      return;
+    case ConcurrencyType::Confinement:
+      work();
+      return;
+  }
+}
+
+ManagedObject* ManagedObjectContext::insertNewObject(std::string_view entityName) {
+  std::lock_guard lock(impl_->mutex);
+  if (!impl_->coordinator) return nullptr;
+  const EntityDescription* entity = impl_->coordinator->managedObjectModel()->entity(entityName);
+  return entity ? impl_->insert(*entity) : nullptr;
+}
+
+ManagedObject* ManagedObjectContext::insertNewObject(const EntityDescription& entity) {
+  std::lock_guard lock(impl_->mutex);
+  if (!impl_->coordinator) return nullptr;
+  // Only entities of this context's model have identities here.
+  if (impl_->coordinator->managedObjectModel()->entity(entity.name()) != &entity) return nullptr;
+  return impl_->insert(entity);
+}
+
+void ManagedObjectContext::deleteObject(ManagedObject* object) {
+  if (!object) return;
+  std::lock_guard lock(impl_->mutex);
+  impl_->remove(object);
+}
+
+bool ManagedObjectContext::hasChanges() const {
+  std::lock_guard lock(impl_->mutex);
+  auto live = [this](ManagedObject* o, std::uint8_t flag) {
+    return attached(o, this) && ObjectAccess::has(*o, flag);
+  };
+  for (ManagedObject* o : impl_->insertedList)
+    if (live(o, detail::kInserted)) return true;
+  for (ManagedObject* o : impl_->updatedList)
+    if (live(o, detail::kUpdated)) return true;
+  for (ManagedObject* o : impl_->deletedList)
+    if (live(o, detail::kDeleted)) return true;
+  return false;
+}
+
+Status ManagedObjectContext::save() {
+  ContextDidSaveInfo info;
+  {
+    std::lock_guard lock(impl_->mutex);
+    detail::SaveSet changes;
+    for (ManagedObject* o : impl_->insertedList)
+      if (attached(o, this) && ObjectAccess::has(*o, detail::kInserted))
+        changes.inserted.push_back(o);
+    for (ManagedObject* o : impl_->updatedList)
+      if (attached(o, this) && ObjectAccess::has(*o, detail::kUpdated) &&
+          !ObjectAccess::has(*o, detail::kDeleted))
+        changes.updated.push_back(o);
+    for (ManagedObject* o : impl_->deletedList)
+      if (attached(o, this) && ObjectAccess::has(*o, detail::kDeleted))
+        changes.deleted.push_back(o);
+    if (changes.inserted.empty() && changes.updated.empty() && changes.deleted.empty()) {
+      impl_->insertedList.clear();
+      impl_->updatedList.clear();
+      impl_->deletedList.clear();
+      return Status::success();
+    }
+    for (const auto* list : {&changes.inserted, &changes.updated})
+      for (ManagedObject* o : *list)
+        if (auto status = impl_->validate(o); !status) return status;
+    detail::Store* store = impl_->store();
+    if (!store) return persistenceError(2, "The context has no persistent store to save to.");
+    {
+      std::lock_guard storeLock(impl_->coordinator->storeMutex());
+      if (auto status = store->save(changes); !status) return status;
+    }
+    for (ManagedObject* o : changes.inserted) {
+      ObjectAccess::flags(*o) &= static_cast<std::uint8_t>(~detail::kInserted);
+      info.inserted.push_back(o->objectID());
+    }
+    for (ManagedObject* o : changes.updated) {
+      ObjectAccess::flags(*o) &= static_cast<std::uint8_t>(~detail::kUpdated);
+      info.updated.push_back(o->objectID());
+    }
+    for (ManagedObject* o : changes.deleted) {
+      info.deleted.push_back(o->objectID());
+      impl_->detach(o);
+    }
+    impl_->insertedList.clear();
+    impl_->updatedList.clear();
+    impl_->deletedList.clear();
+    impl_->originals.clear();
+    info.coordinator = impl_->coordinator;
+  }
+  // Posted without the lock, so observers can merge into other contexts.
+  platform::NotificationCenter::defaultCenter().post(kContextDidSaveNotification, this,
+                                                     std::move(info));
+  return Status::success();
+}
+
+void ManagedObjectContext::rollback() {
+  std::lock_guard lock(impl_->mutex);
+  for (auto& [object, snapshot] : impl_->originals)
+    impl_->restore(const_cast<ManagedObject*>(object), snapshot);
+  std::vector<ManagedObject*> inserted;
+  for (ManagedObject* o : impl_->insertedList)
+    if (attached(o, this) && ObjectAccess::has(*o, detail::kInserted)) inserted.push_back(o);
+  for (ManagedObject* o : inserted) impl_->detach(o);
+  impl_->insertedList.clear();
+  impl_->updatedList.clear();
+  impl_->deletedList.clear();
+  impl_->originals.clear();
+}
+
+void ManagedObjectContext::reset() {
+  std::lock_guard lock(impl_->mutex);
+  impl_->insertedList.clear();
+  impl_->updatedList.clear();
+  impl_->deletedList.clear();
+  impl_->originals.clear();
+  impl_->registered.clear();
+  impl_->detached.clear();
+}
+
+Result<std::vector<ManagedObject*>> ManagedObjectContext::fetch(const FetchRequest& request) {
+  std::lock_guard lock(impl_->mutex);
+  if (!impl_->coordinator) return persistenceError(4, "The context has no coordinator.");
+  const EntityDescription* entity =
+      impl_->coordinator->managedObjectModel()->entity(request.entityName());
+  if (!entity)
+    return persistenceError(5, "The model has no entity named " + request.entityName() + ".");
+  detail::Store* store = impl_->store();
+  if (!store) return persistenceError(2, "The context has no persistent store to fetch from.");
+
+  std::vector<ManagedObject*> candidates;
+  {
+    std::lock_guard storeLock(impl_->coordinator->storeMutex());
+    auto& registered = impl_->registered;
+    auto status = store->fetchRows(*entity, [&](std::int64_t key, const detail::RowReader& row) {
+      auto it = registered.find({entity, key});
+      candidates.push_back(it != registered.end() ? it->second.get()
+                                                  : impl_->registerRow(*entity, key, row));
+    });
+    if (!status) return status.error();
+  }
+  for (ManagedObject* o : impl_->insertedList)
+    if (&o->entity() == entity && attached(o, this) && ObjectAccess::has(*o, detail::kInserted))
+      candidates.push_back(o);
+
+  // Predicates run without the store lock: a user function may read relationships.
+  const auto& predicate = request.predicate();
+  std::vector<ManagedObject*> result;
+  result.reserve(candidates.size());
+  for (ManagedObject* o : candidates) {
+    if (ObjectAccess::has(*o, detail::kDeleted)) continue;
+    if (predicate && !predicate->evaluate(*o)) continue;
+    result.push_back(o);
+  }
+  if (!request.sortDescriptors().empty()) {
+    std::vector<std::size_t> indices;
+    for (const auto& d : request.sortDescriptors())
+      indices.push_back(entity->attributeIndex(d.key));
+    std::stable_sort(result.begin(), result.end(), [&](ManagedObject* a, ManagedObject* b) {
+      for (std::size_t i = 0; i < indices.size(); ++i) {
+        if (indices[i] == kNoIndex) continue;
+        const Value& va = ObjectAccess::values(*a)[indices[i]];
+        const Value& vb = ObjectAccess::values(*b)[indices[i]];
+        bool ascending = request.sortDescriptors()[i].ascending;
+        if (detail::valueLess(va, vb)) return ascending;
+        if (detail::valueLess(vb, va)) return !ascending;
+      }
+      return false;
+    });
+  }
+  if (request.fetchLimit() && result.size() > request.fetchLimit())
+    result.resize(request.fetchLimit());
+  return result;
+}
+
+Result<std::size_t> ManagedObjectContext::count(const FetchRequest& request) {
+  auto objects = fetch(request);
+  if (!objects) return objects.error();
+  return objects->size();
+}
+
+ManagedObject* ManagedObjectContext::objectWithID(const ObjectID& id) {
+  if (!id.entity) return nullptr;
+  std::lock_guard lock(impl_->mutex);
+  if (!impl_->coordinator ||
+      impl_->coordinator->managedObjectModel()->entity(id.entity->name()) != id.entity)
+    return nullptr;
+  return impl_->materialize(*id.entity, id.primaryKey);
+}
+
+void ManagedObjectContext::mergeChanges(const platform::Notification& didSave) {
+  if (didSave.name != kContextDidSaveNotification || didSave.sender == this) return;
+  const auto* info = std::any_cast<ContextDidSaveInfo>(&didSave.userInfo);
+  if (!info) return;
+  std::lock_guard lock(impl_->mutex);
+  if (!impl_->coordinator || info->coordinator != impl_->coordinator) return;
+  auto& registered = impl_->registered;
+  for (const ObjectID& id : info->updated)
+    if (auto it = registered.find(id); it != registered.end()) impl_->refresh(it->second.get());
+  for (const ObjectID& id : info->deleted)
+    if (auto it = registered.find(id); it != registered.end()) impl_->forget(it->second.get());
+}
+
+std::size_t ManagedObjectContext::registeredCount() const {
+  std::lock_guard lock(impl_->mutex);
+  return impl_->registered.size();
+}
+
+}  // namespace orbelin::graph

@@ -1,0 +1,70 @@
+#pragma once
+
+// Internal: the state of a context and the graph operations done under its lock.
+
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "graph/object_access.h"
+#include "graph/store.h"
+#include "orbelin/graph/context.h"
+
+namespace orbelin::graph {
+
+struct ManagedObjectContext::Impl {
+  struct RelationSnapshot {
+    ManagedObject* toOne = nullptr;
+    std::vector<ManagedObject*> members;
+  };
+  // The saved state of an object, kept from its first change until the save
+  // or rollback.
+  struct Snapshot {
+    std::vector<Value> values;
+    std::vector<RelationSnapshot> relations;
+    std::uint8_t flags = 0;
+  };
+
+  explicit Impl(ManagedObjectContext* context) : owner(context) {}
+
+  ManagedObjectContext* owner;
+  mutable std::recursive_mutex mutex;
+  std::shared_ptr<PersistentStoreCoordinator> coordinator;  // guarded by mutex
+  // Every attached object; owns them.
+  std::unordered_map<ObjectID, std::unique_ptr<ManagedObject>, ObjectIDHash> registered;
+  std::vector<ManagedObject*> insertedList;  // in insertion order; may hold stale entries
+  std::vector<ManagedObject*> updatedList;
+  std::vector<ManagedObject*> deletedList;
+  std::unordered_map<const ManagedObject*, Snapshot> originals;
+  // Objects detached by a save, rollback or merge: readable until the context goes.
+  std::vector<std::unique_ptr<ManagedObject>> detached;
+
+  // Everything below REQUIRES: mutex held.
+  ManagedObject* insert(const EntityDescription& entity);
+  void markChanged(ManagedObject* object);
+  // Loads the relationships of a saved object from the store, once.
+  void ensureLoaded(ManagedObject* object);
+  // The registered object, else one made from its stored row, else null.
+  ManagedObject* materialize(const EntityDescription& entity, std::int64_t primaryKey);
+  ManagedObject* registerRow(const EntityDescription& entity, std::int64_t primaryKey,
+                             const detail::RowReader& row);
+
+  // One side of a relationship, without touching the inverse.
+  void link(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
+  void unlink(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
+  // Both sides.
+  void setToOne(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
+  void addToMany(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
+  void removeToMany(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
+  bool acceptsTarget(ManagedObject* owner, std::size_t relationship, ManagedObject* target) const;
+
+  void remove(ManagedObject* object);
+  void detach(ManagedObject* object);
+  void restore(ManagedObject* object, const Snapshot& snapshot);
+  void refresh(ManagedObject* object);
+  void forget(ManagedObject* object);  // drops a deleted-elsewhere object from loaded neighbours
+  Status validate(ManagedObject* object) const;
+  detail::Store* store() const { return coordinator ? coordinator->store() : nullptr; }
+};
+
+}  // namespace orbelin::graph

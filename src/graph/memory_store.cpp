@@ -1,0 +1,95 @@
+// The in-memory store: rows in ordered maps, gone with the coordinator.
+
+#include <map>
+
+#include "graph/object_access.h"
+#include "graph/store.h"
+
+namespace orbelin::graph::detail {
+
+namespace {
+
+struct Row {
+  std::vector<Value> values;
+  std::vector<std::vector<std::int64_t>> relations;
+};
+
+class ValuesReader : public RowReader {
+ public:
+  explicit ValuesReader(const Row& row) : row_(row) {}
+  Value value(std::size_t index) const override {
+    return index < row_.values.size() ? row_.values[index] : Value();
+  }
+
+ private:
+  const Row& row_;
+};
+
+std::vector<std::vector<std::int64_t>> relationKeys(ManagedObject& object) {
+  std::vector<std::vector<std::int64_t>> keys;
+  for (const auto& slot : ObjectAccess::relations(object)) {
+    std::vector<std::int64_t> targets;
+    if (slot.toOne) targets.push_back(ObjectAccess::primaryKey(*slot.toOne));
+    for (const ManagedObject* member : slot.members)
+      targets.push_back(ObjectAccess::primaryKey(*member));
+    keys.push_back(std::move(targets));
+  }
+  return keys;
+}
+
+class MemoryStore : public Store {
+ public:
+  explicit MemoryStore(const ManagedObjectModel& model) : tables_(model.entities().size()) {}
+
+  std::int64_t maxPrimaryKey(const EntityDescription& entity) override {
+    const auto& table = tables_[entity.position()];
+    return table.empty() ? 0 : table.rbegin()->first;
+  }
+
+  Status fetchRows(const EntityDescription& entity, const RowVisitor& visit) override {
+    for (const auto& [key, row] : tables_[entity.position()]) visit(key, ValuesReader(row));
+    return Status::success();
+  }
+
+  Result<bool> loadRow(const EntityDescription& entity, std::int64_t primaryKey,
+                       const RowVisitor& visit) override {
+    const auto& table = tables_[entity.position()];
+    auto it = table.find(primaryKey);
+    if (it == table.end()) return false;
+    visit(primaryKey, ValuesReader(it->second));
+    return true;
+  }
+
+  Status loadRelations(const EntityDescription& entity, std::int64_t primaryKey,
+                       std::vector<std::vector<std::int64_t>>& targets) override {
+    const auto& table = tables_[entity.position()];
+    auto it = table.find(primaryKey);
+    targets = it == table.end() ? std::vector<std::vector<std::int64_t>>() : it->second.relations;
+    return Status::success();
+  }
+
+  Status save(const SaveSet& changes) override {
+    for (ManagedObject* object : changes.inserted) write(*object);
+    for (ManagedObject* object : changes.updated) write(*object);
+    for (ManagedObject* object : changes.deleted)
+      tables_[object->entity().position()].erase(ObjectAccess::primaryKey(*object));
+    return Status::success();
+  }
+
+ private:
+  void write(ManagedObject& object) {
+    Row& row = tables_[object.entity().position()][ObjectAccess::primaryKey(object)];
+    row.values = ObjectAccess::values(object);
+    if (ObjectAccess::has(object, kRelationsLoaded)) row.relations = relationKeys(object);
+  }
+
+  std::vector<std::map<std::int64_t, Row>> tables_;  // by entity position
+};
+
+}  // namespace
+
+std::unique_ptr<Store> makeMemoryStore(const ManagedObjectModel& model) {
+  return std::make_unique<MemoryStore>(model);
+}
+
+}  // namespace orbelin::graph::detail

@@ -1,0 +1,50 @@
+#pragma once
+
+// Internal: reach into managed objects from the context and the stores.
+
+#include <cstdint>
+#include <vector>
+
+#include "orbelin/graph/context.h"
+#include "orbelin/graph/managed_object.h"
+
+namespace orbelin::graph::detail {
+
+enum ObjectFlag : std::uint8_t {
+  kInserted = 1,
+  kUpdated = 2,
+  kDeleted = 4,
+  kRelationsLoaded = 8,  // relation slots hold the full, current relationships
+};
+
+struct ObjectAccess {
+  static std::vector<Value>& values(ManagedObject& o) { return o.values_; }
+  static std::vector<RelationSlot>& relations(ManagedObject& o) { return o.relations_; }
+  static std::uint8_t& flags(ManagedObject& o) { return o.flags_; }
+  static bool has(const ManagedObject& o, std::uint8_t flag) { return (o.flags_ & flag) != 0; }
+  static std::int64_t primaryKey(const ManagedObject& o) { return o.primaryKey_; }
+  static ManagedObjectContext*& context(ManagedObject& o) { return o.context_; }
+  static void attach(ManagedObject& o, const EntityDescription& entity, ManagedObjectContext* c,
+                     std::int64_t primaryKey) {
+    o.entity_ = &entity;
+    o.context_ = c;
+    o.primaryKey_ = primaryKey;
+    o.values_.resize(entity.attributes().size());
+    o.relations_.resize(entity.relationships().size());
+  }
+  static ManagedObjectContext::Impl* impl(const ManagedObject& o) {
+    return o.context_ ? o.context_->impl_.get() : nullptr;
+  }
+};
+
+// Membership helpers for a to-many slot.
+bool slotContains(const RelationSlot& slot, const ManagedObject* object);
+void slotAdd(RelationSlot& slot, ManagedObject* object);
+void slotRemove(RelationSlot& slot, const ManagedObject* object);
+void slotClear(RelationSlot& slot);
+
+// Sort order of attribute values: nil first, then by the order predicates
+// use; values that cannot be ordered keep their places.
+bool valueLess(const Value& a, const Value& b);
+
+}  // namespace orbelin::graph::detail

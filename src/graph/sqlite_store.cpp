@@ -1,0 +1,611 @@
+// The SQLite store. One table per entity ("Z" + entity name) with the
+// primary key Z_PK, one column per attribute, one foreign-key column per
+// to-one relationship and an order column (Z_ORD_ + relationship) on the
+// member side of an ordered one-to-many. A to-many whose inverse is not
+// to-one (many-to-many, or no inverse) keeps a join table
+// Z_<entity>_<relationship> (Z_OWNER, Z_TARGET, Z_ORD). Z_METADATA holds the
+// model's version identifier. Every statement is prepared once with bound
+// parameters.
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <system_error>
+#include <unordered_map>
+
+#include "graph/object_access.h"
+#include "graph/store.h"
+#include "orbelin/platform/error.h"
+
+namespace orbelin::graph::detail {
+
+namespace {
+
+constexpr const char* kVersionKey = "modelVersion";
+
+Error storeError(long code, const std::string& text) {
+  return Error(error_domain::kPersistence, code, text);
+}
+
+std::string quoted(const std::string& name) {
+  std::string result = "\"";
+  for (char c : name) result += (c == '"') ? std::string("\"\"") : std::string(1, c);
+  return result + "\"";
+}
+
+std::string tableName(const EntityDescription& entity) {
+  return quoted("Z" + entity.name());
+}
+std::string joinTableName(const EntityDescription& entity, const RelationshipDescription& r) {
+  return quoted("Z_" + entity.name() + "_" + r.name);
+}
+std::string orderColumn(const RelationshipDescription& toOne) {
+  return quoted("Z_ORD_" + toOne.name);
+}
+
+bool usesJoinTable(const RelationshipDescription& r) {
+  return r.toMany && !(r.inverse && !r.inverse->toMany);
+}
+bool ordersMembers(const RelationshipDescription& toOne) {
+  return !toOne.toMany && toOne.inverse && toOne.inverse->ordered;
+}
+
+const char* columnType(AttributeType type) {
+  switch (type) {
+    case AttributeType::String:
+    case AttributeType::Transformable:
+      return "TEXT";
+    case AttributeType::Double:
+      return "REAL";
+    case AttributeType::Binary:
+      return "BLOB";
+    default:
+      return "INTEGER";
+  }
+}
+
+// One prepared statement, finalized with its owner.
+class Statement {
+ public:
+  Statement() = default;
+  ~Statement() { sqlite3_finalize(stmt_); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  bool prepare(sqlite3* db, const std::string& sql) {
+    sql_ = sql;
+    return sqlite3_prepare_v3(db, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &stmt_, nullptr) ==
+           SQLITE_OK;
+  }
+  sqlite3_stmt* get() { return stmt_; }
+  // Ready for fresh bindings.
+  sqlite3_stmt* begin() {
+    sqlite3_reset(stmt_);
+    sqlite3_clear_bindings(stmt_);
+    return stmt_;
+  }
+
+ private:
+  sqlite3_stmt* stmt_ = nullptr;
+  std::string sql_;
+};
+
+struct RelationSQL {
+  Statement selectMembers;  // to-many: member keys of one owner, in order
+  Statement deleteOwner;    // join table: rows of one owner
+  Statement deleteTarget;   // join table: rows naming a deleted target
+  Statement insertMember;   // join table: one row
+  Statement updateOrder;    // ordered one-to-many: the member's order column
+};
+
+struct EntitySQL {
+  std::size_t columnCount = 0;  // attributes + to-one columns
+  Statement insert;             // Z_PK, attributes, to-ones
+  Statement updateAttributes;   // attributes; Z_PK last
+  Statement updateToOnes;       // to-ones; Z_PK last
+  Statement selectAll;
+  Statement selectOne;
+  Statement selectToOnes;
+  Statement deleteRow;
+  Statement maxKey;
+  std::vector<std::size_t> toOnes;  // relationship indices with a column, in column order
+  std::vector<RelationSQL> relations;
+};
+
+void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
+  switch (value.kind()) {
+    case Value::Kind::Nil:
+      sqlite3_bind_null(stmt, position);
+      return;
+    case Value::Kind::String: {
+      const std::string& s = *value.string();
+      sqlite3_bind_text64(stmt, position, s.data(), s.size(), SQLITE_STATIC, SQLITE_UTF8);
+      return;
+    }
+    case Value::Kind::Integer:
+      sqlite3_bind_int64(stmt, position, *value.integer());
+      return;
+    case Value::Kind::Double:
+      sqlite3_bind_double(stmt, position, value.doubleValue());
+      return;
+    case Value::Kind::Boolean:
+      sqlite3_bind_int(stmt, position, value.boolValue() ? 1 : 0);
+      return;
+    case Value::Kind::Date:
+      sqlite3_bind_int64(stmt, position, value.date()->time_since_epoch().count());
+      return;
+    case Value::Kind::Binary: {
+      const Bytes& b = *value.binary();
+      sqlite3_bind_blob64(stmt, position, b.data(), b.size(), SQLITE_STATIC);
+      return;
+    }
+    case Value::Kind::Transformable: {
+      std::string text = boost::json::serialize(*value.transformable());
+      sqlite3_bind_text64(stmt, position, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+      return;
+    }
+  }
+}
+
+Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
+  if (sqlite3_column_type(stmt, column) == SQLITE_NULL) return {};
+  switch (type) {
+    case AttributeType::String: {
+      auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
+      return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
+    }
+    case AttributeType::Integer16:
+    case AttributeType::Integer32:
+    case AttributeType::Integer64:
+      return static_cast<std::int64_t>(sqlite3_column_int64(stmt, column));
+    case AttributeType::Double:
+      return sqlite3_column_double(stmt, column);
+    case AttributeType::Boolean:
+      return sqlite3_column_int64(stmt, column) != 0;
+    case AttributeType::Date:
+      return Date(Date::duration(sqlite3_column_int64(stmt, column)));
+    case AttributeType::Binary: {
+      auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, column));
+      return Bytes(data, data + sqlite3_column_bytes(stmt, column));
+    }
+    case AttributeType::Transformable: {
+      auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
+      boost::json::error_code ec;
+      auto json = boost::json::parse(
+          std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column))), ec);
+      return ec ? Value() : Value(std::move(json));
+    }
+  }
+  return {};
+}
+
+class StatementReader : public RowReader {
+ public:
+  StatementReader(sqlite3_stmt* stmt, const EntityDescription& entity)
+      : stmt_(stmt), entity_(entity) {}
+  Value value(std::size_t index) const override {
+    const auto& attributes = entity_.attributes();
+    if (index >= attributes.size()) return {};
+    return readColumn(stmt_, static_cast<int>(index) + 1, attributes[index].type);
+  }
+
+ private:
+  sqlite3_stmt* stmt_;
+  const EntityDescription& entity_;
+};
+
+class SQLiteStore : public Store {
+ public:
+  SQLiteStore(const ManagedObjectModel& model, sqlite3* db) : model_(model), db_(db) {}
+  ~SQLiteStore() override {
+    entities_.clear();  // finalize statements before closing
+    sqlite3_close_v2(db_);
+  }
+
+  Status open(bool fresh) {
+    if (fresh) {
+      if (auto status = createSchema(); !status) return status;
+    } else if (auto status = checkVersion(); !status) {
+      return status;
+    }
+    exec("PRAGMA journal_mode=WAL");
+    exec("PRAGMA synchronous=NORMAL");
+    return prepareAll();
+  }
+
+  std::int64_t maxPrimaryKey(const EntityDescription& entity) override {
+    sqlite3_stmt* stmt = sql(entity).maxKey.begin();
+    std::int64_t key = sqlite3_step(stmt) == SQLITE_ROW ? sqlite3_column_int64(stmt, 0) : 0;
+    sqlite3_reset(stmt);
+    return key;
+  }
+
+  Status fetchRows(const EntityDescription& entity, const RowVisitor& visit) override {
+    sqlite3_stmt* stmt = sql(entity).selectAll.begin();
+    StatementReader reader(stmt, entity);
+    int rc;
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) visit(sqlite3_column_int64(stmt, 0), reader);
+    sqlite3_reset(stmt);
+    return rc == SQLITE_DONE ? Status::success() : failure("fetch " + entity.name());
+  }
+
+  Result<bool> loadRow(const EntityDescription& entity, std::int64_t primaryKey,
+                       const RowVisitor& visit) override {
+    sqlite3_stmt* stmt = sql(entity).selectOne.begin();
+    sqlite3_bind_int64(stmt, 1, primaryKey);
+    int rc = sqlite3_step(stmt);
+    if (rc == SQLITE_ROW) visit(primaryKey, StatementReader(stmt, entity));
+    sqlite3_reset(stmt);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE) return failure("load " + entity.name()).error();
+    return rc == SQLITE_ROW;
+  }
+
+  Status loadRelations(const EntityDescription& entity, std::int64_t primaryKey,
+                       std::vector<std::vector<std::int64_t>>& targets) override {
+    EntitySQL& e = sql(entity);
+    targets.assign(entity.relationships().size(), {});
+    if (!e.toOnes.empty()) {
+      sqlite3_stmt* stmt = e.selectToOnes.begin();
+      sqlite3_bind_int64(stmt, 1, primaryKey);
+      if (sqlite3_step(stmt) == SQLITE_ROW) {
+        for (std::size_t c = 0; c < e.toOnes.size(); ++c)
+          if (sqlite3_column_type(stmt, static_cast<int>(c)) != SQLITE_NULL)
+            targets[e.toOnes[c]].push_back(sqlite3_column_int64(stmt, static_cast<int>(c)));
+      }
+      sqlite3_reset(stmt);
+    }
+    for (const auto& r : entity.relationships()) {
+      if (!r.toMany) continue;
+      sqlite3_stmt* stmt = e.relations[r.index].selectMembers.begin();
+      sqlite3_bind_int64(stmt, 1, primaryKey);
+      int rc;
+      while ((rc = sqlite3_step(stmt)) == SQLITE_ROW)
+        targets[r.index].push_back(sqlite3_column_int64(stmt, 0));
+      sqlite3_reset(stmt);
+      if (rc != SQLITE_DONE) return failure("load " + entity.name() + "." + r.name);
+    }
+    return Status::success();
+  }
+
+  Status save(const SaveSet& changes) override {
+    if (!exec("BEGIN IMMEDIATE")) return failure("begin a transaction");
+    Status status = writeAll(changes);
+    if (!status) {
+      exec("ROLLBACK");
+      return status;
+    }
+    if (!exec("COMMIT")) {
+      Status failed = failure("commit");
+      exec("ROLLBACK");
+      return failed;
+    }
+    return Status::success();
+  }
+
+ private:
+  bool exec(const std::string& text) {
+    return sqlite3_exec(db_, text.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+  }
+  Status failure(const std::string& what) {
+    return storeError(10, "SQLite could not " + what + ": " + sqlite3_errmsg(db_));
+  }
+  EntitySQL& sql(const EntityDescription& entity) { return entities_[entity.position()]; }
+
+  Status createSchema() {
+    std::string ddl = "BEGIN;CREATE TABLE Z_METADATA (Z_KEY TEXT PRIMARY KEY, Z_VALUE TEXT);";
+    for (const auto& entity : model_.entities()) {
+      std::string columns = "Z_PK INTEGER PRIMARY KEY";
+      for (const auto& a : entity->attributes())
+        columns += ", " + quoted(a.name) + " " + columnType(a.type);
+      for (const auto& r : entity->relationships()) {
+        if (r.toMany) continue;
+        columns += ", " + quoted(r.name) + " INTEGER";
+        if (ordersMembers(r)) columns += ", " + orderColumn(r) + " INTEGER";
+      }
+      ddl += "CREATE TABLE " + tableName(*entity) + " (" + columns + ");";
+      for (const auto& r : entity->relationships()) {
+        if (!r.toMany && r.inverse)
+          ddl += "CREATE INDEX " + quoted("Z_" + entity->name() + "_" + r.name + "_INDEX") +
+                 " ON " + tableName(*entity) + " (" + quoted(r.name) + ");";
+        if (usesJoinTable(r))
+          ddl += "CREATE TABLE " + joinTableName(*entity, r) +
+                 " (Z_OWNER INTEGER, Z_TARGET INTEGER, Z_ORD INTEGER);CREATE INDEX " +
+                 quoted("Z_" + entity->name() + "_" + r.name + "_OWNER") + " ON " +
+                 joinTableName(*entity, r) + " (Z_OWNER);CREATE INDEX " +
+                 quoted("Z_" + entity->name() + "_" + r.name + "_TARGET") + " ON " +
+                 joinTableName(*entity, r) + " (Z_TARGET);";
+      }
+    }
+    if (!exec(ddl)) {
+      Status failed = failure("create the tables");
+      exec("ROLLBACK");
+      return failed;
+    }
+    Statement put;
+    if (!put.prepare(db_, "INSERT INTO Z_METADATA (Z_KEY, Z_VALUE) VALUES (?, ?)")) {
+      exec("ROLLBACK");
+      return failure("record the model version");
+    }
+    sqlite3_stmt* stmt = put.begin();
+    sqlite3_bind_text(stmt, 1, kVersionKey, -1, SQLITE_STATIC);
+    sqlite3_bind_text(stmt, 2, model_.versionIdentifier().c_str(), -1, SQLITE_STATIC);
+    bool stored = sqlite3_step(stmt) == SQLITE_DONE;
+    sqlite3_reset(stmt);
+    if (!stored || !exec("COMMIT")) {
+      Status failed = failure("record the model version");
+      exec("ROLLBACK");
+      return failed;
+    }
+    return Status::success();
+  }
+
+  Status checkVersion() {
+    Statement get;
+    if (!get.prepare(db_, "SELECT Z_VALUE FROM Z_METADATA WHERE Z_KEY = ?"))
+      return storeError(11, "The store was not written by this model.");
+    sqlite3_stmt* stmt = get.begin();
+    sqlite3_bind_text(stmt, 1, kVersionKey, -1, SQLITE_STATIC);
+    std::string version;
+    if (sqlite3_step(stmt) == SQLITE_ROW && sqlite3_column_text(stmt, 0))
+      version = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+    sqlite3_reset(stmt);
+    if (version != model_.versionIdentifier())
+      return storeError(12, "The store was written by another model version (" + version +
+                                "), this model is " + model_.versionIdentifier() + ".");
+    return Status::success();
+  }
+
+  Status prepareAll() {
+    entities_ = std::vector<EntitySQL>(model_.entities().size());
+    for (const auto& entity : model_.entities())
+      if (auto status = prepare(*entity, sql(*entity)); !status) return status;
+    return Status::success();
+  }
+
+  Status prepare(const EntityDescription& entity, EntitySQL& e) {
+    const std::string table = tableName(entity);
+    std::string attributeList, attributeSets, toOneList, toOneSets;
+    for (const auto& a : entity.attributes()) {
+      attributeList += ", " + quoted(a.name);
+      attributeSets += std::string(attributeSets.empty() ? "" : ", ") + quoted(a.name) + " = ?";
+    }
+    for (const auto& r : entity.relationships()) {
+      if (r.toMany) continue;
+      e.toOnes.push_back(r.index);
+      toOneList += std::string(toOneList.empty() ? "" : ", ") + quoted(r.name);
+      toOneSets += std::string(toOneSets.empty() ? "" : ", ") + quoted(r.name) + " = ?";
+    }
+    e.columnCount = entity.attributes().size() + e.toOnes.size();
+    std::string insertColumns =
+        "Z_PK" + attributeList + (toOneList.empty() ? "" : ", " + toOneList);
+    std::string placeholders = "?";
+    for (std::size_t i = 0; i < e.columnCount; ++i) placeholders += ", ?";
+    bool ok = e.insert.prepare(db_, "INSERT INTO " + table + " (" + insertColumns + ") VALUES (" +
+                                        placeholders + ")") &&
+              e.selectAll.prepare(
+                  db_, "SELECT Z_PK" + attributeList + " FROM " + table + " ORDER BY Z_PK") &&
+              e.selectOne.prepare(
+                  db_, "SELECT Z_PK" + attributeList + " FROM " + table + " WHERE Z_PK = ?") &&
+              e.deleteRow.prepare(db_, "DELETE FROM " + table + " WHERE Z_PK = ?") &&
+              e.maxKey.prepare(db_, "SELECT MAX(Z_PK) FROM " + table);
+    if (ok && !attributeSets.empty())
+      ok = e.updateAttributes.prepare(
+          db_, "UPDATE " + table + " SET " + attributeSets + " WHERE Z_PK = ?");
+    if (ok && !toOneSets.empty())
+      ok =
+          e.updateToOnes.prepare(db_,
+                                 "UPDATE " + table + " SET " + toOneSets + " WHERE Z_PK = ?") &&
+          e.selectToOnes.prepare(db_, "SELECT " + toOneList + " FROM " + table + " WHERE Z_PK = ?");
+    e.relations = std::vector<RelationSQL>(entity.relationships().size());
+    for (const auto& r : entity.relationships()) {
+      if (!ok) break;
+      RelationSQL& rs = e.relations[r.index];
+      if (usesJoinTable(r)) {
+        std::string jt = joinTableName(entity, r);
+        ok = rs.selectMembers.prepare(
+                 db_, "SELECT Z_TARGET FROM " + jt + " WHERE Z_OWNER = ? ORDER BY Z_ORD") &&
+             rs.deleteOwner.prepare(db_, "DELETE FROM " + jt + " WHERE Z_OWNER = ?") &&
+             rs.deleteTarget.prepare(db_, "DELETE FROM " + jt + " WHERE Z_TARGET = ?") &&
+             rs.insertMember.prepare(
+                 db_, "INSERT INTO " + jt + " (Z_OWNER, Z_TARGET, Z_ORD) VALUES (?, ?, ?)");
+      } else if (r.toMany) {
+        std::string dest = tableName(*r.destination);
+        std::string order = r.ordered ? orderColumn(*r.inverse) + ", Z_PK" : "Z_PK";
+        ok = rs.selectMembers.prepare(db_, "SELECT Z_PK FROM " + dest + " WHERE " +
+                                               quoted(r.inverse->name) + " = ? ORDER BY " + order);
+        if (ok && r.ordered)
+          ok = rs.updateOrder.prepare(
+              db_, "UPDATE " + dest + " SET " + orderColumn(*r.inverse) + " = ? WHERE Z_PK = ?");
+      }
+    }
+    return ok ? Status::success() : failure("prepare the statements of " + entity.name());
+  }
+
+  bool step(sqlite3_stmt* stmt) {
+    bool done = sqlite3_step(stmt) == SQLITE_DONE;
+    sqlite3_reset(stmt);
+    return done;
+  }
+
+  static std::int64_t keyOf(const ManagedObject* object) {
+    return object ? ObjectAccess::primaryKey(*object) : 0;
+  }
+
+  void bindToOnes(sqlite3_stmt* stmt, int first, ManagedObject& object, const EntitySQL& e) {
+    auto& slots = ObjectAccess::relations(object);
+    for (std::size_t c = 0; c < e.toOnes.size(); ++c) {
+      ManagedObject* target = slots[e.toOnes[c]].toOne;
+      int position = first + static_cast<int>(c);
+      if (target)
+        sqlite3_bind_int64(stmt, position, keyOf(target));
+      else
+        sqlite3_bind_null(stmt, position);
+    }
+  }
+
+  bool insertRow(ManagedObject& object) {
+    EntitySQL& e = sql(object.entity());
+    sqlite3_stmt* stmt = e.insert.begin();
+    sqlite3_bind_int64(stmt, 1, keyOf(&object));
+    const auto& values = ObjectAccess::values(object);
+    for (std::size_t i = 0; i < values.size(); ++i)
+      bindValue(stmt, static_cast<int>(i) + 2, values[i]);
+    bindToOnes(stmt, static_cast<int>(values.size()) + 2, object, e);
+    return step(stmt);
+  }
+
+  bool updateRow(ManagedObject& object) {
+    EntitySQL& e = sql(object.entity());
+    const auto& values = ObjectAccess::values(object);
+    if (!values.empty()) {
+      sqlite3_stmt* stmt = e.updateAttributes.begin();
+      for (std::size_t i = 0; i < values.size(); ++i)
+        bindValue(stmt, static_cast<int>(i) + 1, values[i]);
+      sqlite3_bind_int64(stmt, static_cast<int>(values.size()) + 1, keyOf(&object));
+      if (!step(stmt)) return false;
+    }
+    if (e.toOnes.empty() || !ObjectAccess::has(object, kRelationsLoaded)) return true;
+    sqlite3_stmt* stmt = e.updateToOnes.begin();
+    bindToOnes(stmt, 1, object, e);
+    sqlite3_bind_int64(stmt, static_cast<int>(e.toOnes.size()) + 1, keyOf(&object));
+    return step(stmt);
+  }
+
+  // Join-table rows and member order of one object's to-many relationships.
+  bool writeMembers(ManagedObject& object, bool inserted) {
+    if (!ObjectAccess::has(object, kRelationsLoaded)) return true;
+    EntitySQL& e = sql(object.entity());
+    auto& slots = ObjectAccess::relations(object);
+    for (const auto& r : object.entity().relationships()) {
+      RelationSQL& rs = e.relations[r.index];
+      const auto& members = slots[r.index].members;
+      if (usesJoinTable(r)) {
+        if (!inserted) {
+          sqlite3_stmt* stmt = rs.deleteOwner.begin();
+          sqlite3_bind_int64(stmt, 1, keyOf(&object));
+          if (!step(stmt)) return false;
+        }
+        for (std::size_t i = 0; i < members.size(); ++i) {
+          sqlite3_stmt* stmt = rs.insertMember.begin();
+          sqlite3_bind_int64(stmt, 1, keyOf(&object));
+          sqlite3_bind_int64(stmt, 2, keyOf(members[i]));
+          sqlite3_bind_int64(stmt, 3, static_cast<std::int64_t>(i));
+          if (!step(stmt)) return false;
+        }
+      } else if (r.toMany && r.ordered) {
+        for (std::size_t i = 0; i < members.size(); ++i) {
+          sqlite3_stmt* stmt = rs.updateOrder.begin();
+          sqlite3_bind_int64(stmt, 1, static_cast<std::int64_t>(i));
+          sqlite3_bind_int64(stmt, 2, keyOf(members[i]));
+          if (!step(stmt)) return false;
+        }
+      }
+    }
+    return true;
+  }
+
+  bool deleteRow(ManagedObject& object) {
+    EntitySQL& e = sql(object.entity());
+    sqlite3_stmt* stmt = e.deleteRow.begin();
+    sqlite3_bind_int64(stmt, 1, keyOf(&object));
+    if (!step(stmt)) return false;
+    for (const auto& r : object.entity().relationships()) {
+      if (!usesJoinTable(r)) continue;
+      stmt = e.relations[r.index].deleteOwner.begin();
+      sqlite3_bind_int64(stmt, 1, keyOf(&object));
+      if (!step(stmt)) return false;
+    }
+    // Join tables of other entities that point here (one-way relationships included).
+    for (const auto& other : model_.entities()) {
+      for (const auto& r : other->relationships()) {
+        if (!usesJoinTable(r) || r.destination != &object.entity()) continue;
+        stmt = sql(*other).relations[r.index].deleteTarget.begin();
+        sqlite3_bind_int64(stmt, 1, keyOf(&object));
+        if (!step(stmt)) return false;
+      }
+    }
+    return true;
+  }
+
+  Status writeAll(const SaveSet& changes) {
+    for (ManagedObject* object : changes.deleted)
+      if (!deleteRow(*object)) return failure("delete from " + object->entity().name());
+    for (ManagedObject* object : changes.inserted)
+      if (!insertRow(*object)) return failure("insert into " + object->entity().name());
+    for (ManagedObject* object : changes.updated)
+      if (!updateRow(*object)) return failure("update " + object->entity().name());
+    for (ManagedObject* object : changes.inserted)
+      if (!writeMembers(*object, true)) return failure("write " + object->entity().name());
+    for (ManagedObject* object : changes.updated)
+      if (!writeMembers(*object, false)) return failure("write " + object->entity().name());
+    return Status::success();
+  }
+
+  const ManagedObjectModel& model_;
+  sqlite3* db_;
+  std::vector<EntitySQL> entities_;  // by entity position
+};
+
+// Creates the file owner-only before SQLite opens it: SQLite gives its
+// journal and WAL files the permissions of the database file.
+Status createOwnerOnly(const std::filesystem::path& path) {
+  int fd = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+  if (fd < 0)
+    return storeError(13, "Cannot create the store file " + path.string() + ": " +
+                              std::generic_category().message(errno));
+  ::fchmod(fd, 0600);
+  ::close(fd);
+  return Status::success();
+}
+
+}  // namespace
+
+Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,
+                                               const std::filesystem::path& path) {
+  std::error_code ec;
+  bool existed = std::filesystem::exists(path, ec);
+  if (existed && !std::filesystem::is_regular_file(path, ec))
+    return storeError(14, "The store location " + path.string() + " is not a file.");
+  if (!existed) {
+    if (auto status = createOwnerOnly(path); !status) return status.error();
+  }
+  auto discardNew = [&] {
+    if (!existed) std::filesystem::remove(path, ec);
+  };
+  sqlite3* db = nullptr;
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr) !=
+      SQLITE_OK) {
+    std::string message = db ? sqlite3_errmsg(db) : "out of memory";
+    sqlite3_close_v2(db);
+    discardNew();
+    return storeError(15, "Cannot open the store " + path.string() + ": " + message);
+  }
+  sqlite3_busy_timeout(db, 5000);
+  // An empty file is a new store; anything else must be one of ours.
+  sqlite3_stmt* stmt = nullptr;
+  int tables = -1;
+  if (sqlite3_prepare_v2(db, "SELECT count(*) FROM sqlite_master", -1, &stmt, nullptr) ==
+          SQLITE_OK &&
+      sqlite3_step(stmt) == SQLITE_ROW)
+    tables = sqlite3_column_int(stmt, 0);
+  sqlite3_finalize(stmt);
+  if (tables < 0) {
+    std::string message = sqlite3_errmsg(db);
+    sqlite3_close_v2(db);
+    discardNew();
+    return storeError(16, "The file " + path.string() + " is not a store: " + message);
+  }
+  auto store = std::make_unique<SQLiteStore>(model, db);
+  if (auto status = store->open(tables == 0); !status) {
+    store.reset();
+    discardNew();
+    return status.error();
+  }
+  return std::unique_ptr<Store>(std::move(store));
+}
+
+}  // namespace orbelin::graph::detail
