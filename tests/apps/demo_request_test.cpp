@@ -114,7 +114,7 @@ TEST_F(DemoRequestTest, RemoteModePrintsWhatTheServiceAnswers) {
   ASSERT_TRUE(service.running()) << service.failure();
   DemoRun patient = demo({"--base-url", service.baseUrl(), "request", "Patient", "12"});
   EXPECT_EQ(patient.exitCode, 0) << patient.err;
-  EXPECT_EQ(boost::json::parse(patient.out)["patient"]["id"], 12);
+  EXPECT_EQ(boost::json::parse(patient.out).at("patient").at("id"), 12);
   DemoRun refused =
       demo({"--base-url", service.baseUrl(), "request", "Authentication", "nurse", "x"});
   EXPECT_EQ(refused.exitCode, 1);
