@@ -1,0 +1,217 @@
+#include <set>
+#include <string>
+
+#include "records/records_fixture.h"
+
+namespace orbelin::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+const char* kPatient = R"({
+  "doctorApproval": "Approved", "dischargeDisposition": "Home", "patientId": 12,
+  "id": 999, "fName": "Jo", "lName": "Ray", "firstName": "wrong", "roomNumber": "3A",
+  "gender": "Female", "acuity": 3, "birthdate": "1996-06-13", "ambulatoryStatus": "Assist x1",
+  "codeStatus": "DNR", "dietType": "Cardiac", "immunizationStatus": "Up to date",
+  "coreMeasures": "Heart failure", "admittedDate": "2015-04-17T16:20:00Z", "status": 1,
+  "physician": "Dr. Raman", "dischargedDate": "2015-04-23T15:00:00Z",
+  "diagnoses": ["CHF"],
+  "medication": ["Furosemide", "Furosemide"],
+  "medications": ["never read"],
+  "allergies": ["Penicillin", "Latex"],
+  "medicalProblems": ["Hypertension"],
+  "tasks": [{"task": {"taskId": 101, "text": "Review", "patient": {"patientId": 77}}},
+            {"taskId": 102, "text": "bare"}],
+  "barriers": ["Lives alone"],
+  "staffIds": [7, 11, 9],
+  "room": {"id": 3, "name": "3A"}
+})";
+
+TEST_F(RecordsTest, PatientImportReadsEveryKey) {
+  Patient* patient = Patient::create(json(kPatient));
+  ASSERT_NE(patient, nullptr);
+  EXPECT_EQ(patient->doctorApproval(), "Approved");
+  EXPECT_EQ(patient->dischargeDisposition(), "Home");
+  EXPECT_EQ(patient->id(), 12);           // from "patientId", not "id"
+  EXPECT_EQ(patient->firstName(), "Jo");  // from "fName"
+  EXPECT_EQ(patient->lastName(), "Ray");
+  EXPECT_EQ(patient->fullName(), "Jo Ray");
+  EXPECT_EQ(patient->roomNumber(), "3A");
+  EXPECT_EQ(patient->gender(), "Female");
+  EXPECT_EQ(patient->acuity(), 3);
+  EXPECT_EQ(patient->birthdate(), utc("1996-06-13T00:00:00Z"));  // as sent
+  EXPECT_EQ(patient->ambulatoryStatus(), "Assist x1");
+  EXPECT_EQ(patient->codeStatus(), "DNR");
+  EXPECT_EQ(patient->dietType(), "Cardiac");
+  EXPECT_EQ(patient->immunizationStatus(), "Up to date");
+  EXPECT_EQ(patient->coreMeasures(), "Heart failure");
+  EXPECT_EQ(patient->admittedDate(), utc("2015-04-17T16:20:00Z"));  // as sent
+  EXPECT_EQ(patient->status(), 1);
+  EXPECT_EQ(patient->physician(), "Dr. Raman");
+  // Only the discharge date moves: the 23rd is two days after the 21st.
+  EXPECT_EQ(patient->dischargedDate(), utc("2026-06-16T15:00:00Z"));
+  EXPECT_EQ(patient->staffIds(), (std::vector<std::int64_t>{7, 11, 9}));
+
+  ASSERT_EQ(patient->diagnoses().size(), 1u);
+  EXPECT_EQ(patient->diagnoses()[0]->name(), "CHF");
+  EXPECT_EQ(patient->diagnoses()[0]->patients(), std::vector<Patient*>{patient});
+  // "medication" (singular) is the key; equal texts give separate records.
+  auto medications = patient->medications();
+  ASSERT_EQ(medications.size(), 2u);
+  EXPECT_NE(medications[0], medications[1]);
+  EXPECT_EQ(medications[0]->name(), "Furosemide");
+  EXPECT_EQ(medications[1]->name(), "Furosemide");
+  EXPECT_FALSE(medications[0]->id().has_value());
+  EXPECT_EQ(patient->allergies().size(), 2u);
+  ASSERT_EQ(patient->medicalProblems().size(), 1u);
+  EXPECT_EQ(patient->medicalProblems()[0]->patients(), patient);
+  ASSERT_EQ(patient->barriers().size(), 1u);
+  EXPECT_EQ(patient->barriers()[0]->name(), "Lives alone");
+  EXPECT_EQ(count("Medication"), 2u);
+
+  // Tasks come from each element's "task"; a bare task object gives a task
+  // of fallback values. Each task carries its own new patient.
+  auto tasks = patient->tasks();
+  ASSERT_EQ(tasks.size(), 2u);
+  std::set<std::int64_t> ids{*tasks[0]->id(), *tasks[1]->id()};
+  EXPECT_EQ(ids, (std::set<std::int64_t>{101, 0}));
+  for (Task* task : tasks) {
+    ASSERT_NE(task->patient(), nullptr);
+    EXPECT_NE(task->patient(), patient);
+    EXPECT_EQ(task->patient()->id(), task->id() == 101 ? 77 : 0);
+  }
+  ASSERT_NE(patient->room(), nullptr);
+  EXPECT_EQ(patient->room()->id(), 3);
+  EXPECT_EQ(patient->room()->name(), "3A");
+  EXPECT_EQ(patient->room()->patient(), patient);
+  // The patient, the two task patients.
+  EXPECT_EQ(count("Patient"), 3u);
+  EXPECT_EQ(count("Room"), 1u);
+}
+
+TEST_F(RecordsTest, PatientFallbacksNeverFail) {
+  for (const char* text : {"{}", "null", "[1,2]", "17", R"("text")",
+                           R"({"patientId":"12","fName":5,"acuity":"3","birthdate":"not a date",
+                               "diagnoses":"CHF","medication":{"a":"b"},"tasks":{},"room":null,
+                               "staffIds":["1",2.9,null,4],"dischargedDate":12})"}) {
+    SCOPED_TRACE(text);
+    Patient* patient = Patient::create(json(text));
+    ASSERT_NE(patient, nullptr);
+    EXPECT_EQ(patient->id(), 0);          // numbers as text read as 0
+    EXPECT_EQ(patient->firstName(), "");  // and numbers as text ""
+    EXPECT_EQ(patient->acuity(), 0);
+    EXPECT_EQ(patient->fullName(), " ");
+    EXPECT_EQ(patient->birthdate(), Date{});  // the epoch
+    EXPECT_TRUE(patient->diagnoses().empty());
+    EXPECT_TRUE(patient->medications().empty());
+    EXPECT_TRUE(patient->tasks().empty());
+    EXPECT_EQ(patient->room(), nullptr);
+    EXPECT_TRUE(patient->dischargedDate().has_value());
+  }
+  Patient* patient = Patient::create(json(R"({"staffIds":["1",2.9,null,4]})"));
+  EXPECT_EQ(patient->staffIds(), (std::vector<std::int64_t>{0, 2, 0, 4}));
+}
+
+TEST_F(RecordsTest, PatientAgeAndFullName) {
+  Patient* patient = Patient::create(json("{}"));
+  patient->setBirthdate(std::nullopt);
+  EXPECT_EQ(patient->age(), 0);
+  patient->setBirthdate(utc("1996-06-13T15:00:00Z"));  // 30 years and a day
+  EXPECT_EQ(patient->age(), 30);
+  patient->setBirthdate(utc("1996-06-15T15:00:00Z"));  // a day short of 30 years
+  EXPECT_EQ(patient->age(), 29);
+  patient->setFirstName("Jo");
+  patient->setLastName("Ray");
+  EXPECT_EQ(patient->fullName(), "Jo Ray");
+}
+
+TEST_F(RecordsTest, PatientDischargeStatusFromToday941) {
+  Date reference = utc("2026-06-14T09:41:00Z");
+  Patient* patient = Patient::create(json("{}"));
+  auto statusAt = [&](Date::duration offset) {
+    patient->setDischargedDate(reference + offset);
+    return patient->dischargeStatus();
+  };
+  EXPECT_EQ(statusAt(-30min), DischargeStatus::InToday);
+  EXPECT_EQ(statusAt(-59min - 59s), DischargeStatus::InToday);
+  EXPECT_EQ(statusAt(-60min), DischargeStatus::InThePast);
+  EXPECT_EQ(statusAt(-61min), DischargeStatus::InThePast);
+  EXPECT_EQ(statusAt(0min), DischargeStatus::InToday);
+  EXPECT_EQ(statusAt(23h + 59min), DischargeStatus::InToday);
+  EXPECT_EQ(statusAt(24h), DischargeStatus::InTheFuture);
+  EXPECT_EQ(statusAt(-72h), DischargeStatus::InThePast);
+  patient->setDischargedDate(std::nullopt);
+  EXPECT_EQ(patient->dischargeStatus(), DischargeStatus::InTheFuture);
+
+  // The reference follows the zone: 09:41 in Kolkata is 04:11Z.
+  DateUtils::setTimeZone("Asia/Kolkata");
+  patient->setDischargedDate(utc("2026-06-14T03:00:00Z"));
+  EXPECT_EQ(patient->dischargeStatus(), DischargeStatus::InThePast);
+  patient->setDischargedDate(utc("2026-06-14T03:30:00Z"));
+  EXPECT_EQ(patient->dischargeStatus(), DischargeStatus::InToday);
+}
+
+TEST_F(RecordsTest, PatientRoomAndRoomPatient) {
+  Patient* withoutRoom = Patient::create(json(R"({"patientId":1})"));
+  EXPECT_EQ(withoutRoom->room(), nullptr);
+  EXPECT_EQ(count("Room"), 0u);
+
+  // A room that carries its own patient imports yet another patient; the
+  // room then belongs to the outer patient (the pair is kept in step), and
+  // the nested patient is left without a room.
+  Patient* outer = Patient::create(
+      json(R"({"patientId":1,"room":{"id":3,"name":"3A","patient":{"patientId":2}}})"));
+  ASSERT_NE(outer->room(), nullptr);
+  EXPECT_EQ(outer->room()->id(), 3);
+  EXPECT_EQ(outer->room()->patient(), outer);
+  EXPECT_EQ(count("Patient"), 3u);
+
+  Room* room = Room::create(json(R"({"id":4,"name":"4B"})"));
+  EXPECT_EQ(room->patient(), nullptr);
+  Room* occupied = Room::create(json(R"({"id":5,"patient":{"patientId":9,"fName":"Al"}})"));
+  ASSERT_NE(occupied->patient(), nullptr);
+  EXPECT_EQ(occupied->patient()->firstName(), "Al");
+  EXPECT_EQ(occupied->patient()->room(), occupied);
+  EXPECT_EQ(Room::create(json(R"({"patient":null})"))->patient(), nullptr);
+}
+
+TEST_F(RecordsTest, HostileNestingStopsAtTheDepthLimit) {
+  // patient -> room -> patient -> ... far deeper than any real reply.
+  std::string text;
+  int levels = 120;  // 240 JSON levels: inside the parser's limit
+  for (int i = 0; i < levels; ++i) text += R"({"patientId":1,"room":{"id":2,"patient":)";
+  text += "{}";
+  for (int i = 0; i < levels; ++i) text += "}}";
+  Patient* top = Patient::create(json(text));
+  ASSERT_NE(top, nullptr);
+  // Creates nest kMaxNestedImportDepth deep: half patients, half rooms.
+  EXPECT_EQ(count("Patient") + count("Room"), static_cast<std::size_t>(kMaxNestedImportDepth));
+
+  // A document built in code has no parser limit at all.
+  boost::json::value deep = boost::json::object{};
+  for (int i = 0; i < 1000; ++i) {
+    boost::json::object task;
+    task["patient"] = std::move(deep);
+    boost::json::object wrapper;
+    wrapper["task"] = std::move(task);
+    boost::json::array tasks;
+    tasks.emplace_back(std::move(wrapper));
+    boost::json::object patient;
+    patient["tasks"] = std::move(tasks);
+    deep = std::move(patient);
+  }
+  Patient* deepest = Patient::create(TamberNetworking::JSON(std::move(deep)));
+  ASSERT_NE(deepest, nullptr);
+  EXPECT_EQ(deepest->tasks().size(), 1u);
+}
+
+TEST_F(RecordsTest, NoContextGivesNoRecordAndNoCrash) {
+  CoreDataStack::sharedInstance().setManagedObjectContext(nullptr);
+  EXPECT_EQ(Patient::create(json(kPatient)), nullptr);
+  EXPECT_EQ(StaffMember::create(json("{}")), nullptr);
+  EXPECT_EQ(Allergy::create("x"), nullptr);
+  CoreDataStack::sharedInstance().setManagedObjectContext(context_);
+}
+
+}  // namespace
+}  // namespace orbelin::test
