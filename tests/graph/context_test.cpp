@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "graph/test_model.h"
+#include "orbelin/platform/main_queue.h"
+#include "support/test_support.h"
+
+namespace orbelin::graph {
+namespace {
+
+std::shared_ptr<PersistentStoreCoordinator> memoryCoordinator() {
+  auto coordinator = std::make_shared<PersistentStoreCoordinator>(testing::hospitalModel());
+  EXPECT_TRUE(coordinator->addPersistentStore(StoreType::InMemory, {}).ok());
+  return coordinator;
+}
+
+std::vector<std::string> names(const Result<std::vector<ManagedObject*>>& objects) {
+  std::vector<std::string> result;
+  if (objects.ok())
+    for (auto* o : *objects) result.push_back(o->value("firstName").stringValue());
+  return result;
+}
+
+ManagedObject* patient(ManagedObjectContext& c, const std::string& name, int age) {
+  ManagedObject* p = c.insertNewObject("Patient");
+  p->setValue("firstName", name);
+  p->setValue("age", age);
+  return p;
+}
+
+TEST(ContextTest, FetchAppliesPredicatesSortAndUnsavedState) {
+  ManagedObjectContext c;
+  c.setPersistentStoreCoordinator(memoryCoordinator());
+  patient(c, "Ann", 30);
+  ManagedObject* bob = patient(c, "Bob", 50);
+  patient(c, "Abe", 70);
+  ASSERT_TRUE(c.save().ok());
+  patient(c, "Amy", 20);  // unsaved, still fetched
+
+  FetchRequest all("Patient");
+  EXPECT_EQ(names(c.fetch(all)), (std::vector<std::string>{"Ann", "Bob", "Abe", "Amy"}));
+
+  FetchRequest query("Patient");
+  query.setPredicate(Predicate::like("firstName", "A*") && Predicate::greater("age", 25));
+  EXPECT_EQ(names(c.fetch(query)), (std::vector<std::string>{"Ann", "Abe"}));
+  query.setPredicate(Predicate::equal("age", 50.0));  // numbers compare across kinds
+  EXPECT_EQ(names(c.fetch(query)), std::vector<std::string>{"Bob"});
+  query.setPredicate(Predicate::lessOrEqual("age", 30));
+  query.setSortDescriptors({{"firstName", false}});
+  EXPECT_EQ(names(c.fetch(query)), (std::vector<std::string>{"Ann", "Amy"}));
+  query.setPredicate(Predicate::matching(
+      [](const ManagedObject& o) { return o.value("firstName").stringValue().size() == 3; }));
+  query.setSortDescriptors({{"age", true}});
+  query.setFetchLimit(2);
+  EXPECT_EQ(names(c.fetch(query)), (std::vector<std::string>{"Amy", "Ann"}));
+  query.setPredicate(Predicate::equal("firstName", "Zed"));
+  auto none = c.fetch(query);
+  ASSERT_TRUE(none.ok());
+  EXPECT_TRUE(none->empty());
+
+  // The predicate sees unsaved values; deleted objects are left out.
+  bob->setValue("firstName", "Abby");
+  query = FetchRequest("Patient");
+  query.setPredicate(Predicate::like("firstName", "ab*", true));
+  EXPECT_EQ(names(c.fetch(query)), (std::vector<std::string>{"Abby", "Abe"}));
+  c.deleteObject(bob);
+  EXPECT_EQ(names(c.fetch(query)), std::vector<std::string>{"Abe"});
+
+  EXPECT_FALSE(c.fetch(FetchRequest("Nope")).ok());
+  ManagedObjectContext bare;
+  EXPECT_FALSE(bare.fetch(all).ok());
+  EXPECT_EQ(bare.insertNewObject("Patient"), nullptr);
+}
+
+TEST(ContextTest, SaveValidatesAndRollbackRestoresTheSavedState) {
+  ManagedObjectContext c;
+  c.setPersistentStoreCoordinator(memoryCoordinator());
+  EXPECT_FALSE(c.hasChanges());
+  EXPECT_TRUE(c.save().ok());  // nothing to save
+
+  ManagedObject* ward = c.insertNewObject("Ward");
+  EXPECT_TRUE(c.hasChanges());
+  EXPECT_FALSE(c.save().ok());  // non-optional name missing
+  EXPECT_TRUE(c.hasChanges());  // changes kept after a failed save
+  ward->setValue("name", "North");
+  ManagedObject* jo = patient(c, "Jo", 40);
+  jo->setObject("ward", ward);
+  ASSERT_TRUE(c.save().ok());
+  EXPECT_FALSE(c.hasChanges());
+  EXPECT_FALSE(jo->isInserted());
+
+  jo->setValue("age", "forty");  // wrong kind: refused at save
+  EXPECT_TRUE(jo->isUpdated());
+  EXPECT_FALSE(c.save().ok());
+  jo->setValue("age", 70000);  // out of Integer16 range
+  EXPECT_FALSE(c.save().ok());
+
+  ManagedObject* south = c.insertNewObject("Ward");
+  south->setValue("name", "South");
+  jo->setObject("ward", south);
+  c.deleteObject(ward);
+  c.rollback();
+  EXPECT_FALSE(c.hasChanges());
+  EXPECT_EQ(jo->value("age").integer(), 40);
+  EXPECT_EQ(jo->object("ward"), ward);
+  EXPECT_EQ(ward->objects("patients"), std::vector<ManagedObject*>{jo});
+  EXPECT_FALSE(ward->isDeleted());
+  EXPECT_EQ(south->context(), nullptr);  // rolled-back insert is detached
+  EXPECT_EQ(*c.count(FetchRequest("Ward")), 1u);
+}
+
+TEST(ContextTest, DidSaveNotificationCarriesChangesAndMergesIntoAnotherContext) {
+  auto coordinator = memoryCoordinator();
+  ManagedObjectContext writer(ConcurrencyType::PrivateQueue);
+  ManagedObjectContext reader;
+  writer.setPersistentStoreCoordinator(coordinator);
+  reader.setPersistentStoreCoordinator(coordinator);
+
+  std::vector<ContextDidSaveInfo> seen;
+  std::atomic<int> posts{0};
+  auto& center = platform::NotificationCenter::defaultCenter();
+  auto token = center.addObserver(kContextDidSaveNotification, &writer,
+                                  [&](const platform::Notification& n) {
+                                    seen.push_back(std::any_cast<ContextDidSaveInfo>(n.userInfo));
+                                    reader.mergeChanges(n);
+                                    ++posts;
+                                  });
+  ManagedObject* jo = nullptr;
+  ManagedObject* ward = nullptr;
+  writer.performAndWait([&] {
+    jo = patient(writer, "Jo", 40);
+    ward = writer.insertNewObject("Ward");
+    ward->setValue("name", "North");
+    EXPECT_TRUE(writer.save().ok());
+  });
+  ASSERT_EQ(posts.load(), 1);
+  EXPECT_EQ(seen[0].inserted.size(), 2u);
+  EXPECT_TRUE(seen[0].updated.empty());
+
+  // The reader sees the new objects and holds them.
+  auto fetched = reader.fetch(FetchRequest("Patient"));
+  ASSERT_EQ(names(fetched), std::vector<std::string>{"Jo"});
+  ManagedObject* readerJo = (*fetched)[0];
+  EXPECT_NE(readerJo, jo);
+  EXPECT_EQ(readerJo->objectID(), jo->objectID());
+  EXPECT_EQ(readerJo->object("ward"), nullptr);
+
+  // An update and a relationship change are merged into the held object.
+  writer.performAndWait([&] {
+    jo->setValue("age", 41);
+    jo->setObject("ward", ward);
+    EXPECT_TRUE(writer.save().ok());
+  });
+  EXPECT_EQ(readerJo->value("age").integer(), 41);
+  ASSERT_NE(readerJo->object("ward"), nullptr);
+  EXPECT_EQ(readerJo->object("ward")->value("name").stringValue(), "North");
+  EXPECT_EQ(readerJo->object("ward")->objects("patients"), std::vector<ManagedObject*>{readerJo});
+
+  // Unsaved changes in the reader win over a merge.
+  readerJo->setValue("firstName", "Joanna");
+  writer.performAndWait([&] {
+    jo->setValue("age", 42);
+    EXPECT_TRUE(writer.save().ok());
+  });
+  EXPECT_EQ(readerJo->value("firstName").stringValue(), "Joanna");
+  EXPECT_EQ(readerJo->value("age").integer(), 41);
+  reader.rollback();
+
+  // A deletion detaches the reader's copy.
+  writer.performAndWait([&] {
+    writer.deleteObject(jo);
+    EXPECT_TRUE(writer.save().ok());
+  });
+  EXPECT_EQ(seen.back().deleted.size(), 1u);
+  EXPECT_EQ(readerJo->context(), nullptr);
+  EXPECT_TRUE(reader.fetch(FetchRequest("Patient"))->empty());
+  EXPECT_EQ(posts.load(), 4);
+
+  // A save without changes posts nothing.
+  writer.performAndWait([&] { EXPECT_TRUE(writer.save().ok()); });
+  EXPECT_EQ(posts.load(), 4);
+  center.removeObserver(token);
+}
+
+TEST(ContextTest, PerformRunsOnTheContextsQueue) {
+  ManagedObjectContext priv(ConcurrencyType::PrivateQueue);
+  std::thread::id queueThread;
+  bool nestedInline = false;
+  priv.performAndWait([&] {
+    queueThread = std::this_thread::get_id();
+    // performAndWait from the context's own queue runs inline, not deadlocking.
+    priv.performAndWait([&] { nestedInline = std::this_thread::get_id() == queueThread; });
+  });
+  EXPECT_NE(queueThread, std::this_thread::get_id());
+  EXPECT_TRUE(nestedInline);
+  std::atomic<bool> ran{false};
+  priv.perform([&] { ran = std::this_thread::get_id() == queueThread; });
+  priv.performAndWait([] {});
+  EXPECT_TRUE(ran.load());
+
+  ManagedObjectContext main(ConcurrencyType::MainQueue);
+  bool onMain = false;
+  main.performAndWait([&] { onMain = platform::MainQueue::isMainThread(); });  // inline on main
+  EXPECT_TRUE(onMain);
+  std::atomic<bool> fromOtherThread{false};
+  std::thread other(
+      [&] { main.performAndWait([&] { fromOtherThread = platform::MainQueue::isMainThread(); }); });
+  EXPECT_TRUE(test::runMainQueueUntil([&] { return fromOtherThread.load(); }));
+  other.join();
+  bool asyncRan = false;
+  main.perform([&] { asyncRan = true; });
+  EXPECT_FALSE(asyncRan);
+  EXPECT_TRUE(test::runMainQueueUntil([&] { return asyncRan; }));
+
+  ManagedObjectContext confined;
+  bool inline_ = false;
+  confined.perform([&] { inline_ = true; });
+  EXPECT_TRUE(inline_);
+}
+
+TEST(ContextTest, ConcurrentInsertsAndSavesFromManyThreadsLoseNothing) {
+  auto coordinator = memoryCoordinator();
+  ManagedObjectContext context(ConcurrencyType::PrivateQueue);
+  context.setPersistentStoreCoordinator(coordinator);
+  constexpr int kThreads = 4, kPerThread = 300;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kPerThread; ++i) {
+        // Insert on the caller's thread, save on the context's queue.
+        patient(context, "T" + std::to_string(t), i);
+        if (i % 50 == 0) context.performAndWait([&] { EXPECT_TRUE(context.save().ok()); });
+      }
+    });
+  }
+  for (auto& t : threads) t.join();
+  context.performAndWait([&] { EXPECT_TRUE(context.save().ok()); });
+  ManagedObjectContext reader;
+  reader.setPersistentStoreCoordinator(coordinator);
+  EXPECT_EQ(*reader.count(FetchRequest("Patient")),
+            static_cast<std::size_t>(kThreads * kPerThread));
+}
+
+}  // namespace
+}  // namespace orbelin::graph

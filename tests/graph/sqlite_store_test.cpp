@@ -1,0 +1,242 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <boost/json.hpp>
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "graph/test_model.h"
+#include "support/test_support.h"
+
+namespace orbelin::graph {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readFile(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+struct Stack {
+  explicit Stack(const fs::path& file,
+                 std::shared_ptr<const ManagedObjectModel> model = testing::hospitalModel())
+      : coordinator(std::make_shared<PersistentStoreCoordinator>(std::move(model))) {
+    status = coordinator->addPersistentStore(StoreType::SQLite, file);
+    context.setPersistentStoreCoordinator(coordinator);
+  }
+  std::shared_ptr<PersistentStoreCoordinator> coordinator;
+  Status status;
+  ManagedObjectContext context;
+};
+
+TEST(SQLiteStoreTest, RoundTripsEveryAttributeTypeAndRelationship) {
+  test::TempDir dir;
+  fs::path file = dir.path() / "Graph.sqlite";
+  Date born =
+      Date(std::chrono::nanoseconds(-123456789012345678));  // before 1970, to the nanosecond
+  {
+    Stack s(file);
+    ASSERT_TRUE(s.status.ok()) << s.status.error().description();
+    ManagedObject* jo = s.context.insertNewObject("Patient");
+    jo->setValue("firstName", "Jo \"O'Neil\"; DROP TABLE x");
+    jo->setValue("age", -3);
+    jo->setValue("acuity", 2147483647);
+    jo->setValue("id", INT64_MIN);
+    jo->setValue("weight", 71.5);
+    jo->setValue("isAdmitted", true);
+    jo->setValue("birthdate", born);
+    jo->setValue("photo", Bytes{0, 255, 7});
+    jo->setValue("staffIds", boost::json::parse(R"([4,2,9,{"k":"v"}])"));
+    ManagedObject* ward = s.context.insertNewObject("Ward");
+    ward->setValue("name", "North");
+    jo->setObject("ward", ward);
+    ManagedObject* bed = s.context.insertNewObject("Bed");
+    bed->setObject("patient", jo);
+    for (const char* title : {"c", "a", "b"}) {
+      ManagedObject* task = s.context.insertNewObject("Task");
+      task->setValue("title", title);
+      jo->mutableOrderedSet("tasks").add(task);
+    }
+    ManagedObject* n1 = s.context.insertNewObject("Nurse");
+    ManagedObject* n2 = s.context.insertNewObject("Nurse");
+    n1->setValue("name", "N1");
+    n2->setValue("name", "N2");
+    jo->mutableSet("nurses").addAll({n2, n1});
+    s.context.insertNewObject("Patient")->setValue("firstName", "Empty");
+    ASSERT_TRUE(s.context.save().ok());
+    // Reorder and resave: the order column follows.
+    RelationshipSet tasks = jo->mutableOrderedSet("tasks");
+    tasks.insert(tasks.at(2), 0);
+    ASSERT_TRUE(s.context.save().ok());
+  }
+  struct stat info {};
+  ASSERT_EQ(::stat(file.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  for (const char* companion : {"-wal", "-shm"}) {
+    fs::path path = file.string() + companion;
+    if (fs::exists(path) && ::stat(path.c_str(), &info) == 0) {
+      EXPECT_EQ(info.st_mode & 0777, 0600u);
+    }
+  }
+
+  Stack s(file);
+  ASSERT_TRUE(s.status.ok());
+  FetchRequest request("Patient");
+  request.setPredicate(Predicate::equal("isAdmitted", true));
+  auto found = s.context.fetch(request);
+  ASSERT_TRUE(found.ok());
+  ASSERT_EQ(found->size(), 1u);
+  ManagedObject* jo = (*found)[0];
+  EXPECT_EQ(jo->value("firstName").stringValue(), "Jo \"O'Neil\"; DROP TABLE x");
+  EXPECT_EQ(jo->value("age").integer(), -3);
+  EXPECT_EQ(jo->value("acuity").integer(), 2147483647);
+  EXPECT_EQ(jo->value("id").integer(), INT64_MIN);
+  EXPECT_EQ(jo->value("weight").number(), 71.5);
+  EXPECT_EQ(jo->value("isAdmitted").boolean(), true);
+  EXPECT_EQ(jo->value("birthdate").date(), born);
+  EXPECT_EQ(*jo->value("photo").binary(), (Bytes{0, 255, 7}));
+  EXPECT_EQ(*jo->value("staffIds").transformable(), boost::json::parse(R"([4,2,9,{"k":"v"}])"));
+  ASSERT_NE(jo->object("ward"), nullptr);
+  EXPECT_EQ(jo->object("ward")->value("name").stringValue(), "North");
+  ASSERT_NE(jo->object("bed"), nullptr);
+  EXPECT_EQ(jo->object("bed")->object("patient"), jo);
+  std::vector<std::string> titles;
+  for (auto* t : jo->objects("tasks")) titles.push_back(t->value("title").stringValue());
+  EXPECT_EQ(titles, (std::vector<std::string>{"b", "c", "a"}));
+  EXPECT_EQ(jo->objects("nurses").size(), 2u);
+  EXPECT_EQ(jo->objects("nurses")[0]->objects("patients"), std::vector<ManagedObject*>{jo});
+
+  // The other patient has nil attributes and no relationships.
+  request.setPredicate(Predicate::equal("firstName", "Empty"));
+  ManagedObject* empty = (*s.context.fetch(request))[0];
+  EXPECT_TRUE(empty->value("birthdate").isNil());
+  EXPECT_EQ(empty->object("ward"), nullptr);
+  EXPECT_TRUE(empty->objects("tasks").empty());
+
+  // Deletion removes rows and join rows; new keys do not reuse old ones.
+  s.context.deleteObject(jo);
+  ASSERT_TRUE(s.context.save().ok());
+  EXPECT_EQ(*s.context.count(FetchRequest("Task")), 0u);  // cascaded
+  auto nurses = *s.context.fetch(FetchRequest("Nurse"));
+  ASSERT_EQ(nurses.size(), 2u);
+  EXPECT_TRUE(nurses[0]->objects("patients").empty());
+  ManagedObject* later = s.context.insertNewObject("Patient");
+  EXPECT_GT(later->objectID().primaryKey, jo->objectID().primaryKey);
+}
+
+TEST(SQLiteStoreTest, RefusesForeignFilesAndLeavesThemUnchanged) {
+  test::TempDir dir;
+  fs::path file = dir.path() / "Graph.sqlite";
+  {
+    Stack s(file);
+    ASSERT_TRUE(s.status.ok());
+    s.context.insertNewObject("Ward")->setValue("name", "North");
+    ASSERT_TRUE(s.context.save().ok());
+  }
+  // Fold the WAL into the file so that its bytes say everything.
+  {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    sqlite3_exec(db, "PRAGMA journal_mode=DELETE", nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+  }
+  std::string before = readFile(file);
+
+  ModelBuilder other;
+  other.entity("Ward").attribute("name", AttributeType::String, true);  // optionality differs
+  Stack mismatched(file, *other.build());
+  ASSERT_FALSE(mismatched.status.ok());
+  EXPECT_EQ(mismatched.status.error().domain(), error_domain::kPersistence);
+  EXPECT_FALSE(mismatched.coordinator->hasStore());
+  EXPECT_FALSE(mismatched.context.save().ok() && mismatched.context.hasChanges());
+  EXPECT_EQ(readFile(file), before);
+
+  fs::path garbage = dir.path() / "Garbage.sqlite";
+  std::string noise(8192, 'x');
+  std::ofstream(garbage, std::ios::binary) << noise;
+  Stack refused(garbage);
+  EXPECT_FALSE(refused.status.ok());
+  EXPECT_EQ(readFile(garbage), noise);
+
+  // Another SQLite database without our metadata is not ours either.
+  fs::path foreign = dir.path() / "Foreign.sqlite";
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(foreign.c_str(), &db), SQLITE_OK);
+  sqlite3_exec(db, "CREATE TABLE t (x)", nullptr, nullptr, nullptr);
+  sqlite3_close(db);
+  EXPECT_FALSE(Stack(foreign).status.ok());
+
+  // A directory that does not exist gives an error, not a crash; so does a
+  // second store on one coordinator.
+  EXPECT_FALSE(Stack(dir.path() / "missing" / "x.sqlite").status.ok());
+  Stack twice(dir.path() / "Twice.sqlite");
+  ASSERT_TRUE(twice.status.ok());
+  EXPECT_FALSE(twice.coordinator->addPersistentStore(StoreType::InMemory, {}).ok());
+}
+
+// Child side of the crash test: saves batches forever until killed.
+constexpr int kBatch = 2000;
+
+TEST(SQLiteCrashChild, WritesBatchesUntilKilled) {
+  const char* path = std::getenv("ORBELIN_CRASH_STORE");
+  if (!path) GTEST_SKIP() << "run by SQLiteStoreTest.KilledSaveLeavesAllOrNothing";
+  Stack s(path);
+  ASSERT_TRUE(s.status.ok());
+  for (int batch = 0;; ++batch) {
+    for (int i = 0; i < kBatch; ++i) {
+      ManagedObject* task = s.context.insertNewObject("Task");
+      task->setValue("title", "batch " + std::to_string(batch));
+    }
+    ASSERT_TRUE(s.context.save().ok());
+    std::ofstream(std::string(path) + ".progress") << batch;
+  }
+}
+
+TEST(SQLiteStoreTest, KilledSaveLeavesAllOrNothing) {
+  test::TempDir dir;
+  fs::path file = dir.path() / "Crash.sqlite";
+  for (int round = 0; round < 3; ++round) {
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      setenv("ORBELIN_CRASH_STORE", file.c_str(), 1);
+      execl("/proc/self/exe", "graph_test", "--gtest_filter=SQLiteCrashChild.*", nullptr);
+      _exit(127);
+    }
+    // Wait until a few batches are in, then kill at a moment inside a save.
+    fs::path progress = file.string() + ".progress";
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while ((!fs::exists(progress) || readFile(progress).empty() ||
+            std::stoi(readFile(progress)) < 2 + round) &&
+           std::chrono::steady_clock::now() < deadline)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(3 + 7 * round));
+    kill(child, SIGKILL);
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status)) << "child ended on its own: " << status;
+    fs::remove(progress);
+
+    Stack s(file);
+    ASSERT_TRUE(s.status.ok()) << s.status.error().description();
+    auto tasks = s.context.fetch(FetchRequest("Task"));
+    ASSERT_TRUE(tasks.ok());
+    EXPECT_GT(tasks->size(), 0u);
+    EXPECT_EQ(tasks->size() % kBatch, 0u) << "a save was cut in half";
+    std::map<std::string, int> perBatch;
+    for (auto* t : *tasks) ++perBatch[t->value("title").stringValue()];
+    for (const auto& [title, count] : perBatch) EXPECT_EQ(count % kBatch, 0) << title;
+  }
+}
+
+}  // namespace
+}  // namespace orbelin::graph
