@@ -1,0 +1,156 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "orbelin/graph/context.h"
+#include "orbelin/graph/fetch_request.h"
+#include "orbelin/graph/managed_object.h"
+#include "orbelin/graph/model.h"
+#include "orbelin/platform/notification_center.h"
+
+namespace orbelin {
+
+// The entities through which the second-generation stores reach the object
+// store; the raw value is the entity's name in the model.
+enum class ObjectType { Patient, InformationBooklet, StaffMember };
+
+// "Patient", "InformationBooklet" or "StaffMember".
+std::string rawValue(ObjectType type);
+// The case whose raw value is exactly `rawValue` (case-sensitive), else nullopt.
+std::optional<ObjectType> objectTypeFromRawValue(std::string_view rawValue);
+
+// The durable store behind every second-generation entity: one SQLite file,
+// MainStore.sqlite in the documents directory, under the merged model of the
+// framework's resource bundle (graph::ModelCatalog, bundle
+// graph::kFrameworkBundleIdentifier), with two sibling contexts over one
+// coordinator: `backgroundQueueContext` (private queue), where objects are
+// created and saved, and `mainQueueContext` (main queue), from which fetches
+// are answered. A save in either is merged into the other before the save
+// returns.
+//
+// A store file that does not fit the model (another model version, or not a
+// database) is set aside with every companion file as
+// "Incompatible" + old name + "yyyy-MM-dd-HH-mm-ss", and a new empty store is
+// created in its place. Failures are reported as console lines and false or
+// absent results, never by exceptions or crashes (except a missing model at
+// the coordinator, which is a programming error).
+//
+// Ownership: the store owns both contexts, and they own the objects they
+// hand out (see graph::ManagedObject). Objects returned by fetchObjects
+// belong to the context fetched in; objects from createObject to the context
+// given (the background context by default).
+//
+// Threads and locks:
+// - fetchObjects and saveChanges run on the context's queue and wait for it,
+//   so they may be called from any thread; for mainQueueContext from another
+//   thread the main thread must be draining platform::MainQueue.
+// - createObject inserts on the caller's thread. Each context has its own
+//   lock, held by every operation and object accessor, so an insert from a
+//   reply handler never races a save running on the private queue.
+// - Merging: each context's did-save notification is posted on the saving
+//   thread after the save's transaction has committed and after the saving
+//   context has released its own lock. The handler takes this store's merge
+//   lock (one re-entrant lock per store, so the two merges are serialized),
+//   merges into the other context under that context's lock, directly on
+//   the saving thread, and releases the merge lock. It never waits for the
+//   other context's queue. So two saves at the same moment cannot wait on
+//   each other (neither holds its context lock while merging, and no thread
+//   waits for a queue while holding a lock), and each merge is complete when
+//   its saveChanges returns: an object saved in the background context is
+//   then returned by fetches in the main context.
+// - Lifecycle: did-enter-background and will-terminate (posted through
+//   platform::NotificationCenter by platform::Application) save the
+//   background context and log the outcome.
+class ObjectStore {
+ public:
+  static constexpr const char* INCOMPATIBLE_STORE_NAME = "Incompatible";
+  static constexpr const char* MAIN_STORE_NAME = "MainStore.sqlite";
+
+  // Builds the whole stack: loads the model, opens (or sets aside and
+  // recreates) the store file, creates both contexts and registers the four
+  // observers. Without a model it logs
+  // "ObjectStore.init: Unable to create the model!" and has no contexts.
+  ObjectStore();
+  // Removes the observers; waits for work queued on the private context.
+  virtual ~ObjectStore();
+  ObjectStore(const ObjectStore&) = delete;
+  ObjectStore& operator=(const ObjectStore&) = delete;
+
+  // Null when the model could not be loaded.
+  virtual std::shared_ptr<graph::ManagedObjectContext> backgroundQueueContext() const;
+  virtual std::shared_ptr<graph::ManagedObjectContext> mainQueueContext() const;
+  virtual std::shared_ptr<const graph::ManagedObjectModel> model() const;
+
+  // Lazy and settable; first read during construction (the open store stays
+  // where it was opened). renameIncompatibleStore and deleteStore read
+  // documentDirectory on every call. Default: the platform's documents
+  // directory with a leading "~" expanded.
+  virtual std::string documentDirectory();
+  virtual void setDocumentDirectory(std::string directory);
+  virtual std::string storeArchivePath();
+  virtual void setStoreArchivePath(std::string path);
+
+  // Sets aside every file in documentDirectory whose name matches
+  // MAIN_STORE_NAME followed by "*" (case-sensitive; "*" any run, "."
+  // literal). Files set aside earlier start with "Incompatible" and are left
+  // alone; an existing destination is never overwritten. True when every
+  // move succeeded (also when nothing matched); false when the directory
+  // cannot be listed or any move failed (one line per failed file).
+  virtual bool renameIncompatibleStore();
+  // Removes the same files. It neither detaches the open store nor resets
+  // the contexts.
+  virtual bool deleteStore();
+
+  // Observer callbacks (public so that a host can forward notifications).
+  virtual void contextDidSavePrivateQueueContext(const platform::Notification& notification);
+  virtual void contextDidSaveMainQueueContext(const platform::Notification& notification);
+  virtual void appDidEnterBackground(const platform::Notification& notification);
+
+  // Every object of the entity (filtered by the predicate when given) in the
+  // context, or nullopt after logging "Error performing core data fetch: "
+  // + description (unknown entity, no store, no context).
+  virtual std::optional<std::vector<graph::ManagedObject*>> fetchObjects(
+      const std::string& name, const std::optional<graph::Predicate>& predicate,
+      const std::shared_ptr<graph::ManagedObjectContext>& context);
+  // fetchObjects in mainQueueContext.
+  virtual std::optional<std::vector<graph::ManagedObject*>> fetchObjectsWithName(
+      const std::string& name, const std::optional<graph::Predicate>& predicate = std::nullopt);
+
+  // Saves the context on its queue (also without changes, which succeeds).
+  // On failure logs "Error saving context", rolls the context back and
+  // returns false. False without a context.
+  virtual bool saveChanges(const std::shared_ptr<graph::ManagedObjectContext>& context);
+  virtual bool saveChanges();  // the background context
+
+  // A new object of the entity in the context, inserted on the caller's
+  // thread; null without a context or for an unknown entity.
+  virtual graph::ManagedObject* createObject(
+      const std::string& name, const std::shared_ptr<graph::ManagedObjectContext>& context);
+  virtual graph::ManagedObject* createObject(const std::string& name);  // background context
+
+ private:
+  std::shared_ptr<graph::PersistentStoreCoordinator> persistentStoreCoordinator();
+  void saveForLifecycle();
+
+  std::shared_ptr<graph::ManagedObjectContext> backgroundQueueContext_;
+  std::shared_ptr<graph::ManagedObjectContext> mainQueueContext_;
+  std::shared_ptr<const graph::ManagedObjectModel> model_;
+  std::optional<std::string> documentDirectory_;  // guarded by settingsMutex_
+  std::optional<std::string> storeArchivePath_;   // guarded by settingsMutex_
+  std::shared_ptr<graph::PersistentStoreCoordinator> coordinator_;
+  std::mutex settingsMutex_;
+  std::recursive_mutex mergeLock_;  // serializes the two did-save merges
+  std::vector<platform::NotificationCenter::Token> observers_;
+};
+
+// The process-wide store, created on first use (exactly once, even when
+// several threads reach it together) and never destroyed.
+ObjectStore& hospitalStore();
+
+}  // namespace orbelin

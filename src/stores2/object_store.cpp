@@ -1,0 +1,312 @@
+#include "orbelin/stores2/object_store.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <unicode/locid.h>
+#include <unicode/smpdtfmt.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include "orbelin/graph/coordinator.h"
+#include "orbelin/graph/model_catalog.h"
+#include "orbelin/platform/clock.h"
+#include "orbelin/platform/console.h"
+#include "orbelin/platform/error.h"
+#include "orbelin/platform/host_environment.h"
+
+namespace orbelin {
+
+namespace fs = std::filesystem;
+using graph::ManagedObjectContext;
+
+namespace {
+
+void log(const std::string& line) {
+  platform::Console::log(line);
+}
+
+std::string expandTilde(std::string path) {
+  if (path.empty() || path[0] != '~') return path;
+  const char* home = std::getenv("HOME");
+  return std::string(home ? home : "") + path.substr(1);
+}
+
+Error fileError(int code, const std::string& what) {
+  return Error(error_domain::kPlatform, code, what + ": " + std::strerror(code));
+}
+
+// The current moment as "yyyy-MM-dd-HH-mm-ss" in the device's time zone.
+std::string timestamp() {
+  UErrorCode status = U_ZERO_ERROR;
+  icu::SimpleDateFormat formatter(icu::UnicodeString("yyyy-MM-dd-HH-mm-ss"),
+                                  icu::Locale::getDefault(), status);
+  if (U_FAILURE(status)) return {};
+  icu::UnicodeString text;
+  formatter.format(secondsSince1970(platform::Clock::now()) * 1000.0, text);
+  std::string result;
+  text.toUTF8String(result);
+  return result;
+}
+
+// The names in `directory` that belong to the store file, sorted; nullopt
+// when the directory cannot be listed.
+std::optional<std::vector<std::string>> storeFileNames(const std::string& directory) {
+  std::error_code ec;
+  std::vector<std::string> names;
+  fs::directory_iterator it(directory, ec);
+  if (ec) return std::nullopt;
+  const std::string pattern = std::string(ObjectStore::MAIN_STORE_NAME) + "*";
+  for (; it != fs::directory_iterator(); it.increment(ec)) {
+    if (ec) return std::nullopt;
+    std::string name = it->path().filename().string();
+    if (graph::wildcardMatch(pattern, name)) names.push_back(std::move(name));
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Moves without replacing an existing file, as the platform's file manager does.
+std::optional<Error> moveFile(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+    return std::nullopt;
+  return fileError(errno, "Cannot move " + from + " to " + to);
+}
+
+}  // namespace
+
+std::string rawValue(ObjectType type) {
+  switch (type) {
+    case ObjectType::Patient:
+      return "Patient";
+    case ObjectType::InformationBooklet:
+      return "InformationBooklet";
+    case ObjectType::StaffMember:
+      return "StaffMember";
+  }
+  return {};
+}
+
+std::optional<ObjectType> objectTypeFromRawValue(std::string_view text) {
+  for (ObjectType type :
+       {ObjectType::Patient, ObjectType::InformationBooklet, ObjectType::StaffMember})
+    if (rawValue(type) == text) return type;
+  return std::nullopt;
+}
+
+ObjectStore::ObjectStore() {
+  auto& center = platform::NotificationCenter::defaultCenter();
+  observers_.push_back(center.addObserver(platform::kApplicationDidEnterBackgroundNotification,
+                                          nullptr,
+                                          [this](const auto& n) { appDidEnterBackground(n); }));
+  // appWillTerminate: the same save.
+  observers_.push_back(center.addObserver(platform::kApplicationWillTerminateNotification, nullptr,
+                                          [this](const auto& n) { appDidEnterBackground(n); }));
+
+  model_ = graph::ModelCatalog::mergedModelFromBundle(graph::kFrameworkBundleIdentifier);
+  if (!model_) {
+    log("ObjectStore.init: Unable to create the model!");
+    return;
+  }
+  auto coordinator = persistentStoreCoordinator();
+  backgroundQueueContext_ =
+      std::make_shared<ManagedObjectContext>(graph::ConcurrencyType::PrivateQueue);
+  backgroundQueueContext_->setPersistentStoreCoordinator(coordinator);
+  mainQueueContext_ = std::make_shared<ManagedObjectContext>(graph::ConcurrencyType::MainQueue);
+  mainQueueContext_->setPersistentStoreCoordinator(coordinator);
+
+  observers_.push_back(
+      center.addObserver(graph::kContextDidSaveNotification, backgroundQueueContext_.get(),
+                         [this](const auto& n) { contextDidSavePrivateQueueContext(n); }));
+  observers_.push_back(
+      center.addObserver(graph::kContextDidSaveNotification, mainQueueContext_.get(),
+                         [this](const auto& n) { contextDidSaveMainQueueContext(n); }));
+}
+
+ObjectStore::~ObjectStore() {
+  auto& center = platform::NotificationCenter::defaultCenter();
+  for (auto token : observers_) center.removeObserver(token);
+  // The private queue finishes its work before the main context goes.
+  backgroundQueueContext_.reset();
+}
+
+std::shared_ptr<ManagedObjectContext> ObjectStore::backgroundQueueContext() const {
+  return backgroundQueueContext_;
+}
+std::shared_ptr<ManagedObjectContext> ObjectStore::mainQueueContext() const {
+  return mainQueueContext_;
+}
+std::shared_ptr<const graph::ManagedObjectModel> ObjectStore::model() const {
+  return model_;
+}
+
+std::string ObjectStore::documentDirectory() {
+  std::lock_guard lock(settingsMutex_);
+  if (!documentDirectory_)
+    documentDirectory_ = expandTilde(platform::HostEnvironment::documentsDirectory().string());
+  return *documentDirectory_;
+}
+
+void ObjectStore::setDocumentDirectory(std::string directory) {
+  std::lock_guard lock(settingsMutex_);
+  documentDirectory_ = std::move(directory);
+}
+
+std::string ObjectStore::storeArchivePath() {
+  std::string directory = documentDirectory();
+  std::lock_guard lock(settingsMutex_);
+  if (!storeArchivePath_) storeArchivePath_ = (fs::path(directory) / MAIN_STORE_NAME).string();
+  return *storeArchivePath_;
+}
+
+void ObjectStore::setStoreArchivePath(std::string path) {
+  std::lock_guard lock(settingsMutex_);
+  storeArchivePath_ = std::move(path);
+}
+
+std::shared_ptr<graph::PersistentStoreCoordinator> ObjectStore::persistentStoreCoordinator() {
+  if (coordinator_) return coordinator_;
+  if (!model_) {
+    log("self.model must be initialized at this point!");
+    std::abort();
+  }
+  coordinator_ = std::make_shared<graph::PersistentStoreCoordinator>(model_);
+  const std::string path = storeArchivePath();
+  Status added = coordinator_->addPersistentStore(graph::StoreType::SQLite, path);
+  if (added) return coordinator_;
+  std::error_code ec;
+  if (fs::exists(path, ec)) {
+    if (!renameIncompatibleStore()) {
+      log("ObjectStore.persistentStoreCoordinator: Unable to rename incompatible store.");
+    } else if (Status retried = coordinator_->addPersistentStore(graph::StoreType::SQLite, path);
+               !retried) {
+      log("ObjectStore.persistentStoreCoordinator: Unable to create persistent store after "
+          "recovery." +
+          retried.error().description());
+    }
+  } else {
+    log("ObjectStore.persistentStoreCoordinator: Unable to create persistent store. No previous "
+        "store was detected." +
+        added.error().description());
+  }
+  return coordinator_;
+}
+
+bool ObjectStore::renameIncompatibleStore() {
+  const std::string directory = documentDirectory();
+  auto names = storeFileNames(directory);
+  if (!names) return false;
+  bool result = true;
+  for (const std::string& name : *names) {
+    std::string from = (fs::path(directory) / name).string();
+    std::string to =
+        (fs::path(directory) / (INCOMPATIBLE_STORE_NAME + name + timestamp())).string();
+    if (auto error = moveFile(from, to)) {
+      log("ObjectStore.persistentStoreCoordinator: Unable to rename incompatible store file : " +
+          from + ". Error: " + error->description());
+      result = false;
+    }
+  }
+  return result;
+}
+
+bool ObjectStore::deleteStore() {
+  const std::string directory = documentDirectory();
+  auto names = storeFileNames(directory);
+  if (!names) return false;
+  bool result = true;
+  for (const std::string& name : *names) {
+    std::string path = (fs::path(directory) / name).string();
+    if (::unlink(path.c_str()) != 0) {
+      log("deleteStore: Unable to remove store file : " + path +
+          ". Error: " + fileError(errno, "Cannot remove " + path).description());
+      result = false;
+    }
+  }
+  return result;
+}
+
+void ObjectStore::contextDidSavePrivateQueueContext(const platform::Notification& notification) {
+  std::lock_guard lock(mergeLock_);
+  if (mainQueueContext_) mainQueueContext_->mergeChanges(notification);
+}
+
+void ObjectStore::contextDidSaveMainQueueContext(const platform::Notification& notification) {
+  std::lock_guard lock(mergeLock_);
+  if (backgroundQueueContext_) backgroundQueueContext_->mergeChanges(notification);
+}
+
+void ObjectStore::appDidEnterBackground(const platform::Notification&) {
+  if (saveChanges())
+    log("Saved all core data objects.");
+  else
+    log("Unable to save  core data objects!");
+}
+
+std::optional<std::vector<graph::ManagedObject*>> ObjectStore::fetchObjects(
+    const std::string& name, const std::optional<graph::Predicate>& predicate,
+    const std::shared_ptr<ManagedObjectContext>& context) {
+  if (!context) {
+    log("Error performing core data fetch: " +
+        Error(error_domain::kPersistence, 20, "The object store has no context.").description());
+    return std::nullopt;
+  }
+  graph::FetchRequest request(name);
+  request.setPredicate(predicate);
+  std::vector<graph::ManagedObject*> objects;
+  std::optional<Error> error;
+  context->performAndWait([&] {
+    auto fetched = context->fetch(request);
+    if (fetched.ok())
+      objects = std::move(fetched.value());
+    else
+      error = fetched.error();
+  });
+  if (error) {
+    log("Error performing core data fetch: " + error->description());
+    return std::nullopt;
+  }
+  return objects;
+}
+
+std::optional<std::vector<graph::ManagedObject*>> ObjectStore::fetchObjectsWithName(
+    const std::string& name, const std::optional<graph::Predicate>& predicate) {
+  return fetchObjects(name, predicate, mainQueueContext_);
+}
+
+bool ObjectStore::saveChanges(const std::shared_ptr<ManagedObjectContext>& context) {
+  if (!context) return false;
+  bool result = false;
+  context->performAndWait([&] {
+    Status saved = context->save();
+    result = saved.ok();
+    if (!result) {
+      log("Error saving context");
+      context->rollback();
+    }
+  });
+  return result;
+}
+
+bool ObjectStore::saveChanges() {
+  return saveChanges(backgroundQueueContext_);
+}
+
+graph::ManagedObject* ObjectStore::createObject(
+    const std::string& name, const std::shared_ptr<ManagedObjectContext>& context) {
+  return context ? context->insertNewObject(name) : nullptr;
+}
+
+graph::ManagedObject* ObjectStore::createObject(const std::string& name) {
+  return createObject(name, backgroundQueueContext_);
+}
+
+ObjectStore& hospitalStore() {
+  static ObjectStore* store = new ObjectStore();
+  return *store;
+}
+
+}  // namespace orbelin
