@@ -1,0 +1,355 @@
+#include "orbelin/stores2/object_store.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <ctime>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "orbelin/graph/coordinator.h"
+#include "orbelin/graph/model_catalog.h"
+#include "orbelin/platform/clock.h"
+#include "orbelin/platform/console.h"
+#include "orbelin/platform/host_environment.h"
+#include "orbelin/platform/main_queue.h"
+#include "support/test_support.h"
+
+namespace orbelin {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace orbelin::graph;
+
+std::shared_ptr<const ManagedObjectModel> secondGenerationModel() {
+  ModelBuilder builder;
+  builder.entity("Patient")
+      .attribute("patientId", AttributeType::String)
+      .attribute("name", AttributeType::String)
+      .attribute("dischargeDate", AttributeType::Date)
+      .toMany("notes", "Note", "patient");
+  builder.entity("Note")
+      .attribute("text", AttributeType::String, false)
+      .toOne("patient", "Patient", "notes");
+  builder.entity("StaffMember").attribute("staffId", AttributeType::String);
+  builder.entity("InformationBooklet").attribute("bookletId", AttributeType::String);
+  return *builder.build();
+}
+
+std::string readFile(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// Each test gets its own documents directory and the framework bundle model.
+class ObjectStoreTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ModelCatalog::removeBundle(kFrameworkBundleIdentifier);
+    ModelCatalog::registerBundleModel(kFrameworkBundleIdentifier, "OrbelinData2",
+                                      secondGenerationModel);
+    platform::HostEnvironment::setDocumentsDirectory(documents.path());
+  }
+  void TearDown() override {
+    platform::HostEnvironment::setDocumentsDirectory(std::nullopt);
+    platform::Clock::setNowForTesting(std::nullopt);
+  }
+  fs::path storePath() const { return documents.path() / "MainStore.sqlite"; }
+
+  // A store file written by a model of another version.
+  void writeOldStore() {
+    ModelBuilder old;
+    old.entity("Patient").attribute("patientId", AttributeType::Integer64);
+    auto coordinator = std::make_shared<PersistentStoreCoordinator>(*old.build());
+    ASSERT_TRUE(coordinator->addPersistentStore(StoreType::SQLite, storePath()).ok());
+    ManagedObjectContext context;
+    context.setPersistentStoreCoordinator(coordinator);
+    context.insertNewObject("Patient")->setValue("patientId", 1);
+    ASSERT_TRUE(context.save().ok());
+  }
+
+  test::TempDir documents;
+};
+
+std::string localStamp(std::time_t t) {
+  std::tm local{};
+  localtime_r(&t, &local);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%d-%H-%M-%S", &local);
+  return text;
+}
+
+TEST_F(ObjectStoreTest, FirstLaunchCreatesAnEmptyStoreAndSavesAreSeenByTheMainContext) {
+  platform::ConsoleCapture console;
+  ObjectStore store;
+  EXPECT_TRUE(console.lines().empty());
+  ASSERT_NE(store.backgroundQueueContext(), nullptr);
+  ASSERT_NE(store.mainQueueContext(), nullptr);
+  EXPECT_EQ(store.backgroundQueueContext()->concurrencyType(), ConcurrencyType::PrivateQueue);
+  EXPECT_EQ(store.mainQueueContext()->concurrencyType(), ConcurrencyType::MainQueue);
+  EXPECT_EQ(store.documentDirectory(), documents.path().string());
+  EXPECT_EQ(store.storeArchivePath(), storePath().string());
+  EXPECT_TRUE(fs::exists(storePath()));
+  EXPECT_TRUE(store.saveChanges());  // nothing to save
+
+  auto all = store.fetchObjectsWithName(rawValue(ObjectType::Patient));
+  ASSERT_TRUE(all.has_value());
+  EXPECT_TRUE(all->empty());
+
+  ManagedObject* patient = store.createObject(rawValue(ObjectType::Patient));
+  ASSERT_NE(patient, nullptr);
+  EXPECT_EQ(patient->context(), store.backgroundQueueContext().get());
+  patient->setValue("patientId", "p-1");
+  ASSERT_TRUE(store.saveChanges());
+
+  auto fetched = store.fetchObjectsWithName("Patient");
+  ASSERT_TRUE(fetched.has_value());
+  ASSERT_EQ(fetched->size(), 1u);
+  EXPECT_EQ((*fetched)[0]->context(), store.mainQueueContext().get());
+  EXPECT_EQ((*fetched)[0]->value("patientId").stringValue(), "p-1");
+  auto none = store.fetchObjectsWithName("Patient", Predicate::equal("patientId", "p-2"));
+  ASSERT_TRUE(none.has_value());
+  EXPECT_TRUE(none->empty());
+
+  // A change saved in the main context reaches an object the background holds.
+  (*fetched)[0]->setValue("name", "Jo");
+  ASSERT_TRUE(store.saveChanges(store.mainQueueContext()));
+  std::string backgroundName;
+  store.backgroundQueueContext()->performAndWait(
+      [&] { backgroundName = patient->value("name").stringValue(); });
+  EXPECT_EQ(backgroundName, "Jo");
+
+  // Unknown entities and failed saves: a line, an absent or false result.
+  EXPECT_FALSE(store.fetchObjectsWithName("Nope").has_value());
+  EXPECT_EQ(store.createObject("Nope"), nullptr);
+  store.createObject("Note");  // its text is required
+  EXPECT_FALSE(store.saveChanges());
+  EXPECT_FALSE(store.backgroundQueueContext()->hasChanges());  // rolled back
+  auto lines = console.lines();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].rfind("Error performing core data fetch: Error Domain=OrbelinPersistence", 0),
+            0u);
+  EXPECT_EQ(lines[1], "Error saving context");
+
+  // The store survives a restart.
+  {
+    ObjectStore again;
+    auto reopened = again.fetchObjectsWithName("Patient");
+    ASSERT_TRUE(reopened.has_value());
+    EXPECT_EQ(reopened->size(), 1u);
+  }
+}
+
+TEST_F(ObjectStoreTest, IncompatibleStoreIsSetAsideWithTimestampsAndReplaced) {
+  writeOldStore();
+  std::ofstream(documents.path() / "MainStore.sqlite-extra") << "companion";
+  std::ofstream(documents.path() / "IncompatibleMainStore.sqlite2015-04-21-09-41-00") << "earlier";
+  std::ofstream(documents.path() / "Other.sqlite") << "other";
+  const std::time_t first = 1456841109;  // 2016-03-01 14:05:09 UTC
+  platform::Clock::setNowForTesting(dateFromSeconds(static_cast<double>(first)));
+  std::string oldBytes = readFile(storePath());
+  {
+    platform::ConsoleCapture console;
+    ObjectStore store;
+    EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
+    auto patients = store.fetchObjectsWithName("Patient");
+    ASSERT_TRUE(patients.has_value());
+    EXPECT_TRUE(patients->empty());
+    store.createObject("Patient");
+    EXPECT_TRUE(store.saveChanges());
+  }
+  const std::string stamp = localStamp(first);
+  fs::path setAside = documents.path() / ("IncompatibleMainStore.sqlite" + stamp);
+  EXPECT_EQ(readFile(setAside), oldBytes);
+  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite-extra" + stamp)),
+            "companion");
+  EXPECT_EQ(readFile(documents.path() / "IncompatibleMainStore.sqlite2015-04-21-09-41-00"),
+            "earlier");
+  EXPECT_EQ(readFile(documents.path() / "Other.sqlite"), "other");
+
+  // A second incompatible launch sets the new files aside; the first ones stay.
+  fs::remove(storePath().string() + "-wal");
+  fs::remove(storePath().string() + "-shm");
+  std::ofstream(storePath(), std::ios::trunc) << std::string(4096, 'j');  // corrupt
+  const std::time_t second = first + 3600;
+  platform::Clock::setNowForTesting(dateFromSeconds(static_cast<double>(second)));
+  {
+    platform::ConsoleCapture console;
+    ObjectStore store;
+    EXPECT_TRUE(console.lines().empty());
+    EXPECT_TRUE(store.fetchObjectsWithName("Patient")->empty());
+  }
+  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite" + localStamp(second))),
+            std::string(4096, 'j'));
+  EXPECT_EQ(readFile(setAside), oldBytes);
+  EXPECT_EQ(readFile(documents.path() / "IncompatibleMainStore.sqlite2015-04-21-09-41-00"),
+            "earlier");
+
+  // deleteStore removes the live files only.
+  ObjectStore store;
+  EXPECT_TRUE(store.deleteStore());
+  for (const auto& entry : fs::directory_iterator(documents.path()))
+    EXPECT_NE(entry.path().filename().string().rfind("MainStore.sqlite", 0), 0u);
+  EXPECT_TRUE(fs::exists(setAside));
+  EXPECT_TRUE(store.deleteStore());  // nothing left: still true
+  EXPECT_TRUE(store.renameIncompatibleStore());
+
+  // The directory is read on every call.
+  store.setDocumentDirectory((documents.path() / "missing").string());
+  EXPECT_FALSE(store.renameIncompatibleStore());
+  EXPECT_FALSE(store.deleteStore());
+}
+
+TEST_F(ObjectStoreTest, UnwritableDocumentsDirectoryGivesFalseResultsAndLines) {
+  // Below a regular file nothing can be created, even by root.
+  std::ofstream(documents.path() / "file") << "x";
+  platform::HostEnvironment::setDocumentsDirectory(documents.path() / "file" / "Documents");
+  platform::ConsoleCapture console;
+  ObjectStore store;
+  auto lines = console.lines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].rfind("ObjectStore.persistentStoreCoordinator: Unable to create persistent "
+                           "store. No previous store was detected.Error Domain=",
+                           0),
+            0u)
+      << lines[0];
+  console.clear();
+
+  ASSERT_NE(store.createObject("Patient"), nullptr);
+  EXPECT_FALSE(store.saveChanges());
+  EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
+  EXPECT_FALSE(store.renameIncompatibleStore());
+  EXPECT_FALSE(store.deleteStore());
+  lines = console.lines();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], "Error saving context");
+  EXPECT_EQ(lines[1].rfind("Error performing core data fetch: ", 0), 0u);
+}
+
+TEST_F(ObjectStoreTest, FilesThatCannotBeSetAsideAreReported) {
+  writeOldStore();
+  // The destination exists already (same second): the move refuses to replace it.
+  const std::time_t now = 1456841109;
+  platform::Clock::setNowForTesting(dateFromSeconds(static_cast<double>(now)));
+  fs::path blocked = documents.path() / ("IncompatibleMainStore.sqlite" + localStamp(now));
+  std::ofstream(blocked) << "keep me";
+  platform::ConsoleCapture console;
+  ObjectStore store;
+  auto lines = console.lines();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].rfind("ObjectStore.persistentStoreCoordinator: Unable to rename incompatible "
+                           "store file : " +
+                               storePath().string() + ". Error: Error Domain=",
+                           0),
+            0u)
+      << lines[0];
+  EXPECT_EQ(lines[1],
+            "ObjectStore.persistentStoreCoordinator: Unable to rename incompatible store.");
+  EXPECT_EQ(readFile(blocked), "keep me");
+  EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
+}
+
+TEST_F(ObjectStoreTest, MissingModelLeavesNoContexts) {
+  ModelCatalog::removeBundle(kFrameworkBundleIdentifier);
+  platform::ConsoleCapture console;
+  ObjectStore store;
+  EXPECT_EQ(console.lines(),
+            std::vector<std::string>{"ObjectStore.init: Unable to create the model!"});
+  EXPECT_EQ(store.model(), nullptr);
+  EXPECT_EQ(store.backgroundQueueContext(), nullptr);
+  EXPECT_EQ(store.mainQueueContext(), nullptr);
+  EXPECT_EQ(store.createObject("Patient"), nullptr);
+  EXPECT_FALSE(store.saveChanges());
+  EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
+  EXPECT_FALSE(fs::exists(storePath()));
+}
+
+TEST_F(ObjectStoreTest, LifecycleNotificationsSaveTheBackgroundContext) {
+  ObjectStore store;
+  platform::ConsoleCapture console;
+  store.createObject("StaffMember")->setValue("staffId", "s-1");
+  platform::Application::didEnterBackground();
+  EXPECT_TRUE(console.contains("Saved all core data objects."));
+  EXPECT_EQ(store.fetchObjectsWithName("StaffMember")->size(), 1u);
+  console.clear();
+  store.createObject("Note");  // invalid: the save fails
+  platform::Application::willTerminate();
+  EXPECT_TRUE(console.contains("Error saving context"));
+  EXPECT_TRUE(console.contains("Unable to save  core data objects!"));
+}
+
+TEST_F(ObjectStoreTest, BothContextsSavingFromManyThreadsLoseNothingAndNeverDeadlock) {
+  ObjectStore store;
+  constexpr int kThreadsPerContext = 3;
+  std::atomic<int> saved{0};
+  std::atomic<int> running{0};
+  std::atomic<bool> failed{false};
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 2 * kThreadsPerContext; ++t) {
+    ++running;
+    threads.emplace_back([&, t] {
+      auto context = t % 2 ? store.mainQueueContext() : store.backgroundQueueContext();
+      for (int i = 0; std::chrono::steady_clock::now() < until; ++i) {
+        // Several threads share each context: an object is created and filled
+        // in one block on the context's queue, so no save sees it half made.
+        context->performAndWait([&] {
+          ManagedObject* patient = store.createObject("Patient", context);
+          ManagedObject* note = store.createObject("Note", context);
+          patient->setValue("patientId", std::to_string(t) + "-" + std::to_string(i));
+          note->setValue("text", "n");
+          note->setObject("patient", patient);
+        });
+        if (store.saveChanges(context))
+          saved += 1;
+        else
+          failed = true;
+        // Reads in both contexts while the others write.
+        if (i % 10 == 0 && !store.fetchObjects("Note", std::nullopt, context)) failed = true;
+      }
+      --running;
+      platform::MainQueue::async([] {});  // wakes the main thread to see it
+    });
+  }
+  // The main-queue context's work runs here, on the main thread.
+  EXPECT_TRUE(
+      test::runMainQueueUntil([&] { return running.load() == 0; }, std::chrono::seconds(60)));
+  for (auto& t : threads) t.join();
+  EXPECT_FALSE(failed.load());
+  ASSERT_GT(saved.load(), 0);
+  auto mainPatients = store.fetchObjectsWithName("Patient");
+  ASSERT_TRUE(mainPatients.has_value());
+  EXPECT_EQ(mainPatients->size(), static_cast<std::size_t>(saved.load()));
+  auto backgroundNotes = store.fetchObjects("Note", std::nullopt, store.backgroundQueueContext());
+  ASSERT_TRUE(backgroundNotes.has_value());
+  EXPECT_EQ(backgroundNotes->size(), static_cast<std::size_t>(saved.load()));
+  for (ManagedObject* patient : *mainPatients) EXPECT_EQ(patient->objects("notes").size(), 1u);
+  ObjectStore reopened;
+  EXPECT_EQ(reopened.fetchObjectsWithName("Note")->size(), static_cast<std::size_t>(saved.load()));
+}
+
+TEST(ObjectTypeTest, RawValuesAreCaseSensitive) {
+  EXPECT_EQ(rawValue(ObjectType::Patient), "Patient");
+  EXPECT_EQ(rawValue(ObjectType::InformationBooklet), "InformationBooklet");
+  EXPECT_EQ(rawValue(ObjectType::StaffMember), "StaffMember");
+  EXPECT_EQ(objectTypeFromRawValue("StaffMember"), ObjectType::StaffMember);
+  EXPECT_EQ(objectTypeFromRawValue("patient"), std::nullopt);
+  EXPECT_EQ(objectTypeFromRawValue(""), std::nullopt);
+}
+
+// Last: the shared store lives until the process ends and keeps observing.
+TEST_F(ObjectStoreTest, HospitalStoreIsCreatedOnce) {
+  std::vector<ObjectStore*> seen(6);
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < seen.size(); ++i)
+    threads.emplace_back([&seen, i] { seen[i] = &hospitalStore(); });
+  for (auto& t : threads) t.join();
+  for (auto* s : seen) EXPECT_EQ(s, seen[0]);
+  EXPECT_NE(hospitalStore().mainQueueContext(), nullptr);
+}
+
+}  // namespace
+}  // namespace orbelin
