@@ -12,13 +12,16 @@ namespace orbelin::demo {
 
 // The command line of orbelin-demo:
 //   orbelin-demo [--base-url URL] [--info-plist FILE] [--resources DIR]
-//                [--documents DIR] [COMMAND ...]
+//                [--documents DIR] [--user NAME] [--password TEXT] [COMMAND ...]
 // Without --base-url everything is answered locally from the resources.
 struct DemoOptions {
   std::optional<std::string> baseUrl;
   std::filesystem::path infoPlist;                 // the bundled one unless given
   std::optional<std::filesystem::path> resources;  // the library's default unless given
   std::optional<std::filesystem::path> documents;
+  // The report's login; the sample hospital's credentials unless given.
+  std::string user = "nurse";
+  std::string password = "orbelin";
   std::vector<std::string> command;  // empty: the report
 
   bool localMode() const { return !baseUrl.has_value(); }

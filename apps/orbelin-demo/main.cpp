@@ -37,6 +37,10 @@ std::optional<DemoOptions> parseOptions(int argc, char** argv) {
       options.resources = std::filesystem::path(value);
     } else if (option == "--documents") {
       options.documents = std::filesystem::path(value);
+    } else if (option == "--user") {
+      options.user = value;
+    } else if (option == "--password") {
+      options.password = value;
     } else {
       return std::nullopt;
     }
@@ -61,11 +65,13 @@ bool configure(const DemoOptions& options) {
 
 void printUsage(std::ostream& out) {
   out << "usage: orbelin-demo [--base-url URL] [--info-plist FILE] [--resources DIR]\n"
-         "                    [--documents DIR] [COMMAND ...]\n"
+         "                    [--documents DIR] [--user NAME] [--password TEXT]\n"
+         "                    [COMMAND ...]\n"
          "       orbelin-demo request CASE [ARG ...]\n"
          "\n"
          "Without --base-url every request is answered from the local resources.\n"
-         "Without a command it prints the ward report.\n"
+         "Without a command it logs in (as nurse / orbelin unless --user and\n"
+         "--password say otherwise) and prints the ward report.\n"
          "\n"
          "request cases: Authentication USER PASSWORD | Notifications USER_ID |\n"
          "  Patients USER_ID | UserTasks USER_ID | UserGroupTasks USER_ID |\n"
