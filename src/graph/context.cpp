@@ -59,7 +59,7 @@ ManagedObject* ManagedObjectContext::Impl::insert(const EntityDescription& entit
   ObjectAccess::attach(*object, entity, owner, coordinator->nextPrimaryKey(entity));
   ObjectAccess::flags(*object) = detail::kInserted | detail::kRelationsLoaded;
   ManagedObject* raw = object.get();
-  registered.emplace(raw->objectID(), std::move(object));
+  registered.add(std::move(object));
   insertedList.push_back(raw);
   return raw;
 }
@@ -106,8 +106,7 @@ void ManagedObjectContext::Impl::ensureLoaded(ManagedObject* object) {
 
 ManagedObject* ManagedObjectContext::Impl::materialize(const EntityDescription& entity,
                                                        std::int64_t primaryKey) {
-  if (auto it = registered.find({&entity, primaryKey}); it != registered.end())
-    return it->second.get();
+  if (ManagedObject* found = registered.find({&entity, primaryKey})) return found;
   detail::Store* s = store();
   if (!s) return nullptr;
   ManagedObject* result = nullptr;
@@ -126,7 +125,7 @@ ManagedObject* ManagedObjectContext::Impl::registerRow(const EntityDescription& 
   auto& values = ObjectAccess::values(*object);
   for (std::size_t i = 0; i < values.size(); ++i) values[i] = row.value(i);
   ManagedObject* raw = object.get();
-  registered.emplace(ObjectID{&entity, primaryKey}, std::move(object));
+  registered.add(std::move(object));
   return raw;
 }
 
@@ -246,11 +245,9 @@ void ManagedObjectContext::Impl::remove(ManagedObject* object) {
 }
 
 void ManagedObjectContext::Impl::detach(ManagedObject* object) {
-  auto it = registered.find(object->objectID());
-  if (it == registered.end() || it->second.get() != object) return;
-  detached.push_back(std::move(it->second));
-  registered.erase(it);
-  ObjectAccess::context(*object) = nullptr;
+  if (registered.find(object->objectID()) != object) return;
+  detached.push_back(registered.take(object->objectID()));
+  ObjectAccess::setContext(*object, nullptr);
   ObjectAccess::flags(*object) = 0;
 }
 
@@ -310,7 +307,7 @@ void ManagedObjectContext::Impl::forget(ManagedObject* object) {
       for (ManagedObject* member : slot.members) drop(member);
     }
   } else {
-    for (auto& entry : registered) drop(entry.second.get());
+    registered.forEach(drop);
   }
   detach(object);
 }
@@ -508,9 +505,8 @@ Result<std::vector<ManagedObject*>> ManagedObjectContext::fetch(const FetchReque
     std::lock_guard storeLock(impl_->coordinator->storeMutex());
     auto& registered = impl_->registered;
     auto status = store->fetchRows(*entity, [&](std::int64_t key, const detail::RowReader& row) {
-      auto it = registered.find({entity, key});
-      candidates.push_back(it != registered.end() ? it->second.get()
-                                                  : impl_->registerRow(*entity, key, row));
+      ManagedObject* found = registered.find({entity, key});
+      candidates.push_back(found ? found : impl_->registerRow(*entity, key, row));
     });
     if (!status) return status.error();
   }
@@ -571,9 +567,9 @@ void ManagedObjectContext::mergeChanges(const platform::Notification& didSave) {
   if (!impl_->coordinator || info->coordinator != impl_->coordinator) return;
   auto& registered = impl_->registered;
   for (const ObjectID& id : info->updated)
-    if (auto it = registered.find(id); it != registered.end()) impl_->refresh(it->second.get());
+    if (ManagedObject* found = registered.find(id)) impl_->refresh(found);
   for (const ObjectID& id : info->deleted)
-    if (auto it = registered.find(id); it != registered.end()) impl_->forget(it->second.get());
+    if (ManagedObject* found = registered.find(id)) impl_->forget(found);
 }
 
 std::size_t ManagedObjectContext::registeredCount() const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "graph/object_access.h"
+#include "graph/registry.h"
 #include "graph/store.h"
 #include "orbelin/graph/context.h"
 
@@ -31,7 +32,7 @@ struct ManagedObjectContext::Impl {
   mutable std::recursive_mutex mutex;
   std::shared_ptr<PersistentStoreCoordinator> coordinator;  // guarded by mutex
   // Every attached object; owns them.
-  std::unordered_map<ObjectID, std::unique_ptr<ManagedObject>, ObjectIDHash> registered;
+  detail::Registry registered;
   std::vector<ManagedObject*> insertedList;  // in insertion order; may hold stale entries
   std::vector<ManagedObject*> updatedList;
   std::vector<ManagedObject*> deletedList;

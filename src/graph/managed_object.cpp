@@ -66,7 +66,7 @@ ManagedObject::ManagedObject() = default;
 ManagedObject::~ManagedObject() = default;
 
 ManagedObjectContext* ManagedObject::context() const {
-  return locked(*this, [this](auto*) { return context_; });
+  return locked(*this, [this](auto*) { return context_.load(std::memory_order_acquire); });
 }
 
 bool ManagedObject::isInserted() const {

@@ -23,17 +23,23 @@ struct ObjectAccess {
   static std::uint8_t& flags(ManagedObject& o) { return o.flags_; }
   static bool has(const ManagedObject& o, std::uint8_t flag) { return (o.flags_ & flag) != 0; }
   static std::int64_t primaryKey(const ManagedObject& o) { return o.primaryKey_; }
-  static ManagedObjectContext*& context(ManagedObject& o) { return o.context_; }
+  static ManagedObjectContext* context(const ManagedObject& o) {
+    return o.context_.load(std::memory_order_acquire);
+  }
+  static void setContext(ManagedObject& o, ManagedObjectContext* c) {
+    o.context_.store(c, std::memory_order_release);
+  }
   static void attach(ManagedObject& o, const EntityDescription& entity, ManagedObjectContext* c,
                      std::int64_t primaryKey) {
     o.entity_ = &entity;
-    o.context_ = c;
+    o.context_.store(c, std::memory_order_release);
     o.primaryKey_ = primaryKey;
     o.values_.resize(entity.attributes().size());
     o.relations_.resize(entity.relationships().size());
   }
   static ManagedObjectContext::Impl* impl(const ManagedObject& o) {
-    return o.context_ ? o.context_->impl_.get() : nullptr;
+    ManagedObjectContext* c = o.context_.load(std::memory_order_acquire);
+    return c ? c->impl_.get() : nullptr;
   }
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -145,7 +146,8 @@ class ManagedObject {
   friend struct detail::ObjectAccess;
 
   const EntityDescription* entity_ = nullptr;
-  ManagedObjectContext* context_ = nullptr;
+  // Atomic: read without the lock to find the lock; written under it.
+  std::atomic<ManagedObjectContext*> context_{nullptr};
   std::int64_t primaryKey_ = 0;
   std::uint8_t flags_ = 0;
   std::vector<Value> values_;

@@ -1,0 +1,86 @@
+#pragma once
+
+// Internal: the objects a context owns, by identity.
+
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "orbelin/graph/managed_object.h"
+
+namespace orbelin::graph::detail {
+
+// Primary keys come from a counter per entity, so they are dense: most
+// objects sit in a vector indexed by key (no hashing, no node per object).
+// A key far beyond the vector's end (a store written elsewhere) goes to a
+// hash map instead, so a stray key never allocates a huge vector.
+class Registry {
+ public:
+  ManagedObject* find(const ObjectID& id) const {
+    const auto& dense = denseFor(id.entity->position());
+    if (id.primaryKey >= 0 && static_cast<std::size_t>(id.primaryKey) < dense.size())
+      return dense[static_cast<std::size_t>(id.primaryKey)].get();
+    auto it = sparse_.find(id);
+    return it == sparse_.end() ? nullptr : it->second.get();
+  }
+
+  void add(std::unique_ptr<ManagedObject> object) {
+    ObjectID id = object->objectID();
+    std::size_t position = id.entity->position();
+    if (dense_.size() <= position) dense_.resize(position + 1);
+    auto& dense = dense_[position];
+    auto key = static_cast<std::size_t>(id.primaryKey);
+    if (id.primaryKey >= 0 && key < dense.size() * 2 + kSlack) {
+      if (key >= dense.size()) dense.resize(std::max(key + 1, dense.size() * 3 / 2));
+      if (!dense[key]) ++count_;
+      dense[key] = std::move(object);
+    } else {
+      auto& slot = sparse_[id];
+      if (!slot) ++count_;
+      slot = std::move(object);
+    }
+  }
+
+  std::unique_ptr<ManagedObject> take(const ObjectID& id) {
+    std::unique_ptr<ManagedObject> result;
+    std::size_t position = id.entity->position();
+    if (position < dense_.size() && id.primaryKey >= 0 &&
+        static_cast<std::size_t>(id.primaryKey) < dense_[position].size()) {
+      result = std::move(dense_[position][static_cast<std::size_t>(id.primaryKey)]);
+    } else if (auto it = sparse_.find(id); it != sparse_.end()) {
+      result = std::move(it->second);
+      sparse_.erase(it);
+    }
+    if (result) --count_;
+    return result;
+  }
+
+  template <typename F>
+  void forEach(F&& f) const {
+    for (const auto& dense : dense_)
+      for (const auto& object : dense)
+        if (object) f(object.get());
+    for (const auto& [id, object] : sparse_) f(object.get());
+  }
+
+  std::size_t size() const { return count_; }
+
+  void clear() {
+    dense_.clear();
+    sparse_.clear();
+    count_ = 0;
+  }
+
+ private:
+  static constexpr std::size_t kSlack = 4096;
+  const std::vector<std::unique_ptr<ManagedObject>>& denseFor(std::size_t position) const {
+    static const std::vector<std::unique_ptr<ManagedObject>> none;
+    return position < dense_.size() ? dense_[position] : none;
+  }
+
+  std::vector<std::vector<std::unique_ptr<ManagedObject>>> dense_;  // by entity position, then key
+  std::unordered_map<ObjectID, std::unique_ptr<ManagedObject>, ObjectIDHash> sparse_;
+  std::size_t count_ = 0;
+};
+
+}  // namespace orbelin::graph::detail
