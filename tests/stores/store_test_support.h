@@ -1,0 +1,100 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "orbelin/config/data_source_manager.h"
+#include "orbelin/dates/date_utils.h"
+#include "orbelin/platform/clock.h"
+#include "orbelin/platform/host_environment.h"
+#include "orbelin/platform/main_queue.h"
+#include "orbelin/stores/stores.h"
+#include "support/test_support.h"
+
+namespace orbelin::test {
+
+// Catches every call of a store's completion handler, with the thread it ran
+// on, so a test can insist on exactly one call on the main queue.
+template <typename... Args>
+class Caught {
+ public:
+  auto handler() {
+    return [state = state_](Args... args) {
+      state->calls += 1;
+      state->onMainThread = platform::MainQueue::isMainThread();
+      state->values.emplace(std::move(args)...);
+    };
+  }
+  // Drains the main queue until the first call (false on timeout), then a
+  // little longer so that a second call would be seen.
+  bool wait() {
+    bool called = runMainQueueUntil([state = state_] { return state->calls > 0; });
+    platform::MainQueue::runFor(std::chrono::milliseconds(20));
+    return called;
+  }
+  int calls() const { return state_->calls; }
+  bool onMainThread() const { return state_->onMainThread; }
+  std::tuple<Args...>& get() { return *state_->values; }
+  template <std::size_t I>
+  auto& at() {
+    return std::get<I>(*state_->values);
+  }
+
+ private:
+  struct State {
+    int calls = 0;
+    bool onMainThread = false;
+    std::optional<std::tuple<Args...>> values;
+  };
+  std::shared_ptr<State> state_ = std::make_shared<State>();
+};
+
+// Every test starts in local mode on the sample hospital, with the bundled
+// Info.plist, and with the clock at today 09:41 (the time the sample data is
+// written against).
+class StoreTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    DataSourceManager::resetToDefaults();
+    ASSERT_TRUE(platform::HostEnvironment::loadInfoPlist(bundledInfoPlist()));
+    platform::Clock::setNowForTesting(DateUtils::makeTodayDateWithTime941());
+    useLocal(sampleResourcesDir());
+  }
+  void TearDown() override {
+    platform::MainQueue::runFor(std::chrono::milliseconds(5));
+    platform::Clock::setNowForTesting(std::nullopt);
+    DataSourceManager::resetToDefaults();
+    platform::HostEnvironment::setInfoDictionary(std::nullopt);
+  }
+
+  static void useLocal(const std::filesystem::path& root) {
+    DataSourceManager::setResourceRoot(root);
+    DataSourceManager::setLocalMode(true);
+  }
+  static void useRemote(const std::string& baseUrl) {
+    DataSourceManager::setBaseURLString(baseUrl);
+    DataSourceManager::setLocalMode(false);
+  }
+  // Writes one local reply into `root`.
+  static void writeReply(const std::filesystem::path& root, const std::string& name,
+                         const std::string& json) {
+    std::ofstream(root / (name + ".json"), std::ios::binary) << json;
+  }
+};
+
+template <typename Record>
+std::vector<std::int64_t> idsOf(const std::vector<Record*>& records) {
+  std::vector<std::int64_t> ids;
+  for (const Record* record : records) ids.push_back(record->id().value_or(-1));
+  return ids;
+}
+
+}  // namespace orbelin::test
