@@ -14,6 +14,11 @@
 
 namespace TamberNetworking {
 
+class DataSourceManager;
+namespace detail {
+class Transport;
+}
+
 // Everything that came back for one request: the URL request as sent (or as
 // built, for one that could not be sent), the server's response, the body, and
 // the transport error if the exchange failed.
@@ -75,16 +80,19 @@ class Request : public std::enable_shared_from_this<Request> {
   // True once the reply (or failure) is known.
   bool isFinished() const;
 
-  // Used by the library: makes an unstarted request, and records its reply
-  // once (later calls are ignored), queueing the handlers already attached.
-  static std::shared_ptr<Request> make();
-  void finish(Reply reply);
-
   Request(const Request&) = delete;
   Request& operator=(const Request&) = delete;
 
  private:
+  friend class DataSourceManager;
+  friend class detail::Transport;
   using Delivery = std::function<void(const Reply&, bool validating)>;
+
+  // Only the library makes requests, and records each reply once (later calls
+  // are ignored), queueing the handlers already attached.
+  static std::shared_ptr<Request> make();
+  void finish(Reply reply);
+
   Request() = default;
   void attach(Delivery delivery);
   void dispatch(std::vector<Delivery> deliveries);
