@@ -121,9 +121,11 @@ ManagedObject* ManagedObjectContext::Impl::registerRow(const EntityDescription& 
                                                        std::int64_t primaryKey,
                                                        const detail::RowReader& row) {
   std::unique_ptr<ManagedObject> object = entity.makeObject();
-  ObjectAccess::attach(*object, entity, owner, primaryKey);
+  ObjectAccess::attach(*object, entity, owner, primaryKey, false);
   auto& values = ObjectAccess::values(*object);
-  for (std::size_t i = 0; i < values.size(); ++i) values[i] = row.value(i);
+  const std::size_t count = entity.attributes().size();
+  values.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) values.push_back(row.value(i));
   ManagedObject* raw = object.get();
   registered.add(std::move(object));
   return raw;

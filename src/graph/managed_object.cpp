@@ -242,7 +242,9 @@ void RelationshipSet::assign(const std::vector<ManagedObject*>& objects) {
 }
 
 const RelationshipDescription& RelationshipSet::relationship() const {
-  return owner_->entity().relationships().at(index_);
+  static const RelationshipDescription none;
+  const auto& relationships = owner_->entity().relationships();
+  return index_ < relationships.size() ? relationships[index_] : none;
 }
 
 }  // namespace orbelin::graph

@@ -30,11 +30,11 @@ struct ObjectAccess {
     o.context_.store(c, std::memory_order_release);
   }
   static void attach(ManagedObject& o, const EntityDescription& entity, ManagedObjectContext* c,
-                     std::int64_t primaryKey) {
+                     std::int64_t primaryKey, bool sizeValues = true) {
     o.entity_ = &entity;
     o.context_.store(c, std::memory_order_release);
     o.primaryKey_ = primaryKey;
-    o.values_.resize(entity.attributes().size());
+    if (sizeValues) o.values_.resize(entity.attributes().size());
     o.relations_.resize(entity.relationships().size());
   }
   static ManagedObjectContext::Impl* impl(const ManagedObject& o) {

@@ -103,7 +103,8 @@ class ManagedObjectContext {
   // Discards unsaved changes: updated and deleted objects get their saved
   // state back, inserted objects are detached.
   void rollback();
-  // Detaches every object (pointers stay readable until the context dies).
+  // Forgets every change and destroys every object of the context: all
+  // pointers it handed out become invalid.
   void reset();
 
   // Saved objects of the entity merged with this context's unsaved state:

@@ -71,6 +71,7 @@ class RelationshipSet {
   // Replaces the content with `objects`, in their order.
   void assign(const std::vector<ManagedObject*>& objects);
 
+  // An empty description when the set names no to-many relationship.
   const RelationshipDescription& relationship() const;
   ManagedObject* owner() const { return owner_; }
 
@@ -95,7 +96,10 @@ class RelationshipSet {
 // Thread safety: an object follows its context. Each accessor takes the
 // context's lock, so one call never races a save, fetch or merge of that
 // context, but a sequence of calls is not atomic: fill an object from one
-// thread at a time (the context's queue, or the thread that created it).
+// thread at a time (the context's queue, or the thread that created it). A
+// save takes every inserted object as it stands, so when several threads
+// share a context, create and fill each object inside one performAndWait
+// block, or a save from another thread may catch it half filled.
 //
 // Unknown keys, and a value for a relationship key or vice versa, are
 // programming errors; they are ignored (setters do nothing, getters give
