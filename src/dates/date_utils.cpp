@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <mutex>
+#include <vector>
 
 #include "dates/icu_calendars.h"
 #include "orbelin/platform/clock.h"
@@ -41,13 +42,18 @@ Date referenceAt941() {
   return DateUtils::makeTodayDateWithTime941().value_or(now());
 }
 
-std::shared_ptr<DateUtils::Implementation>& installedSlot() {
-  static std::shared_ptr<DateUtils::Implementation> slot;
-  return slot;
-}
-std::mutex& installMutex() {
-  static std::mutex mutex;
-  return mutex;
+// The installed implementation is read on every call, so reads take no lock:
+// an atomic pointer, with every object ever installed kept alive until exit
+// so that a call still running on a replaced one stays valid.
+struct Installed {
+  std::mutex mutex;
+  std::vector<std::shared_ptr<DateUtils::Implementation>> keepAlive;  // guarded by mutex
+  std::atomic<DateUtils::Implementation*> current{nullptr};
+};
+
+Installed& installed() {
+  static Installed instance;
+  return instance;
 }
 
 }  // namespace
@@ -58,15 +64,16 @@ std::ostream& operator<<(std::ostream& out, const RelativeTime& time) {
 
 // ---- the class functions: forward to the installed implementation ----
 
-std::shared_ptr<DateUtils::Implementation> DateUtils::current() {
-  static const auto fallback = std::make_shared<Implementation>();
-  std::lock_guard lock(installMutex());
-  return installedSlot() ? installedSlot() : fallback;
+DateUtils::Implementation* DateUtils::current() {
+  static DateUtils::Implementation fallback;
+  DateUtils::Implementation* implementation = installed().current.load(std::memory_order_acquire);
+  return implementation ? implementation : &fallback;
 }
 
 void DateUtils::install(std::shared_ptr<Implementation> implementation) {
-  std::lock_guard lock(installMutex());
-  installedSlot() = std::move(implementation);
+  std::lock_guard lock(installed().mutex);
+  if (implementation) installed().keepAlive.push_back(implementation);
+  installed().current.store(implementation.get(), std::memory_order_release);
 }
 
 void DateUtils::setTimeZone(std::optional<std::string> zoneId) {
@@ -237,21 +244,25 @@ OptionalDate DateUtils::Implementation::makeTodayDateWithTime941() {
 }
 
 OptionalDate DateUtils::Implementation::createSimulatedDateFrom421(Date date) {
-  auto source = ThreadCalendars::get().fields(date);
-  if (!source) return std::nullopt;
-  int offsetHours = ThreadCalendars::get().zoneOffsetHours(date);
-  int dayShift = source->day - 21;
   Date reference = referenceAt941();
-  // Fetched again: the call above may have rebuilt this thread's calendars.
+  // Fetched after the call above, which may have rebuilt this thread's calendars.
   auto& calendars = ThreadCalendars::get();
+  if (auto remembered = calendars.rememberedSimulated(date, reference)) return *remembered;
+  auto source = calendars.fields(date);
   auto today = calendars.fields(reference);
-  if (!today) return std::nullopt;
+  if (!source || !today) return std::nullopt;
+  // Only the day of the month is compared with the reference day, the 21st;
+  // the whole-hour zone offset is taken back so GMT times keep their clock time.
+  int dayShift = source->day - 21;
+  int offsetHours = calendars.zoneOffsetHours(date);
   CalendarFields target = *today;
   target.day = today->day + dayShift;
   target.hour = source->hour - offsetHours;
   target.minute = source->minute;
   target.second = source->second;
-  return calendars.assemble(target);
+  OptionalDate result = calendars.assemble(target);
+  calendars.rememberSimulated(date, reference, result);
+  return result;
 }
 
 void DateUtils::Implementation::performAfterDelay(float delay,

@@ -130,6 +130,7 @@ void ThreadCalendars::rebuild(unsigned long generation) {
   timeFormat_ = makeFormat("hh:mm a", locale, zone_.get());
   reference941_.reset();
   dayStart_ = dayEnd_ = Date{};
+  simulated_.clear();
 }
 
 std::optional<CalendarFields> ThreadCalendars::fields(Date date) {
@@ -197,6 +198,23 @@ OptionalDate ThreadCalendars::todayAt941(Date now) {
     reference941_ = reference;
   }
   return reference;
+}
+
+std::optional<OptionalDate> ThreadCalendars::rememberedSimulated(Date date, Date reference) const {
+  if (reference != simulatedReference_) return std::nullopt;
+  auto found = simulated_.find(date.time_since_epoch().count());
+  if (found == simulated_.end()) return std::nullopt;
+  return found->second;
+}
+
+void ThreadCalendars::rememberSimulated(Date date, Date reference, OptionalDate result) {
+  // Bounded: a new reference (a new day, an override) or a full table starts over.
+  constexpr std::size_t kCapacity = 4096;
+  if (reference != simulatedReference_ || simulated_.size() >= kCapacity) {
+    simulated_.clear();
+    simulatedReference_ = reference;
+  }
+  simulated_.emplace(date.time_since_epoch().count(), result);
 }
 
 }  // namespace orbelin::dates

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 
 #include "orbelin/platform/date.h"
 
@@ -62,6 +63,12 @@ class ThreadCalendars {
   // todayAt(now, 9, 41), remembered for the rest of the local day.
   OptionalDate todayAt941(Date now);
 
+  // Results of createSimulatedDateFrom421 for one reference moment: the
+  // result is fixed by the date, the reference and the settings, and replies
+  // repeat the same dates many times (every task carries its patient).
+  std::optional<OptionalDate> rememberedSimulated(Date date, Date reference) const;
+  void rememberSimulated(Date date, Date reference, OptionalDate result);
+
  private:
   void rebuild(unsigned long generation);
 
@@ -75,6 +82,8 @@ class ThreadCalendars {
   Date dayStart_{};
   Date dayEnd_{};
   OptionalDate reference941_;
+  Date simulatedReference_{};
+  std::unordered_map<Date::rep, OptionalDate> simulated_;
 };
 
 }  // namespace orbelin::dates

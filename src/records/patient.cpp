@@ -73,12 +73,25 @@ Patient* Patient::create(const JSON& json) {
                       records_detail::movedOntoToday(json[S::PatientDischargeDate].dateValue()));
   bool nested = scope.nestedAllowed();
   if (nested) {
-    patient->setDiagnoses(lookups<Diagnosis>(json[S::PatientDiagnoses]));
-    patient->setMedications(lookups<Medication>(json[S::PatientMedication]));
-    patient->setAllergies(lookups<Allergy>(json[S::PatientAllergies]));
-    patient->setMedicalProblems(lookups<MedicalProblem>(json[S::PatientMedicalProblems]));
-    patient->setTasks(wrappedTasks(json[S::PatientTasks]));
-    patient->setBarriers(lookups<Barrier>(json[S::PatientBarriers]));
+    // A new record's sets start empty, so only non-empty ones are assigned.
+    if (auto records = lookups<Diagnosis>(json[S::PatientDiagnoses]); !records.empty()) {
+      patient->setDiagnoses(records);
+    }
+    if (auto records = lookups<Medication>(json[S::PatientMedication]); !records.empty()) {
+      patient->setMedications(records);
+    }
+    if (auto records = lookups<Allergy>(json[S::PatientAllergies]); !records.empty()) {
+      patient->setAllergies(records);
+    }
+    if (auto records = lookups<MedicalProblem>(json[S::PatientMedicalProblems]); !records.empty()) {
+      patient->setMedicalProblems(records);
+    }
+    if (auto records = wrappedTasks(json[S::PatientTasks]); !records.empty()) {
+      patient->setTasks(records);
+    }
+    if (auto records = lookups<Barrier>(json[S::PatientBarriers]); !records.empty()) {
+      patient->setBarriers(records);
+    }
   }
   patient->setValueAt(kStaffIds, boost::json::value(staffIdList(json[S::PatientStaffIds])));
   if (nested) {

@@ -127,7 +127,8 @@ class DateUtils {
   };
 
   // Installs the object behind the static functions; nullptr restores the
-  // default. The object is shared: calls already running keep the old one.
+  // default. Every object installed is kept until the process ends, so calls
+  // still running on a replaced one finish safely.
   static void install(std::shared_ptr<Implementation> implementation);
 
   // The local time zone as an IANA id ("Asia/Kolkata"); std::nullopt returns
@@ -138,7 +139,7 @@ class DateUtils {
   static void setLocale(std::optional<std::string> localeId);
 
  private:
-  static std::shared_ptr<Implementation> current();
+  static Implementation* current();
 };
 
 }  // namespace orbelin
