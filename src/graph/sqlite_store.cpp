@@ -82,10 +82,9 @@ class Statement {
            SQLITE_OK;
   }
   sqlite3_stmt* get() { return stmt_; }
-  // Ready for fresh bindings.
+  // Ready for new bindings; every caller binds every parameter.
   sqlite3_stmt* begin() {
     sqlite3_reset(stmt_);
-    sqlite3_clear_bindings(stmt_);
     return stmt_;
   }
 
