@@ -160,8 +160,7 @@ int main(int argc, char** argv) {
   orbelin::CoreDataStack::sharedInstance().setManagedObjectContext(freshContext());
 
   // The machine may be shared: the fastest run of each step is the least
-  // disturbed one, so the ratio is taken between fastest runs; medians are
-  // printed beside them.
+  // disturbed one; medians are printed beside them.
   double parse = fastest(parseTimes), import = fastest(importTimes), total = fastest(totalTimes);
   std::printf("login reply: %d patients x %d tasks, %zu bytes, %zu records, %d runs\n", kPatients,
               kTasksPerPatient, reply.size(), records, iterations);
@@ -172,7 +171,17 @@ int main(int argc, char** argv) {
               median(totalTimes), static_cast<double>(records) / (total / 1000.0));
   std::printf("bytes per record: %.1f\n",
               static_cast<double>(reply.size()) / static_cast<double>(records));
-  std::printf("ratio (parse + import) / parse: %.2f  (target <= 3.00)\n", total / parse);
-  std::printf("ratio import only / parse:      %.2f\n", import / parse);
+  // Each run's steps are timed back to back, so their ratio is the same
+  // comparison under the same load; the median of those ratios is the figure.
+  std::vector<double> totalRatios, importRatios;
+  for (std::size_t i = 0; i < parseTimes.size(); ++i) {
+    totalRatios.push_back(totalTimes[i] / parseTimes[i]);
+    importRatios.push_back(importTimes[i] / parseTimes[i]);
+  }
+  std::printf(
+      "ratio (parse + import) / parse: %.2f median of runs, %.2f fastest runs  (target <= 3.00)\n",
+      median(totalRatios), total / parse);
+  std::printf("ratio import only / parse:      %.2f median of runs, %.2f fastest runs\n",
+              median(importRatios), import / parse);
   return 0;
 }
