@@ -110,6 +110,14 @@ TEST_F(RecordsTest, PatientFallbacksNeverFail) {
   }
   Patient* patient = Patient::create(json(R"({"staffIds":["1",2.9,null,4]})"));
   EXPECT_EQ(patient->staffIds(), (std::vector<std::int64_t>{0, 2, 0, 4}));
+
+  // A huge array is imported whole, one record per element.
+  std::string many = R"({"medication":[)";
+  for (int i = 0; i < 20000; ++i) many += (i ? ",\"m" : "\"m") + std::to_string(i) + "\"";
+  many += "]}";
+  Patient* busy = Patient::create(json(many));
+  ASSERT_EQ(busy->medications().size(), 20000u);
+  EXPECT_EQ(busy->medications()[19999]->patients(), std::vector<Patient*>{busy});
 }
 
 TEST_F(RecordsTest, PatientAgeAndFullName) {

@@ -106,6 +106,14 @@ TEST_F(RecordsTest, NotificationImport) {
   EXPECT_EQ(notification->label(), "Hospital Alert");
   EXPECT_EQ(notification->color(), Color::white());
 
+  // Fill order: the task (and its patient) is imported before the
+  // notification's own patient.
+  auto patients = context_->fetch(Patient::fetchRequest());
+  ASSERT_TRUE(patients.ok());
+  ASSERT_EQ(patients->size(), 2u);
+  EXPECT_EQ((*patients)[0], notification->task()->patient());
+  EXPECT_EQ((*patients)[1], notification->patient());
+
   Notification* plain = Notification::create(json(R"({"type":0})"));
   EXPECT_EQ(plain->label(), "Undefined");
   EXPECT_EQ(plain->color(), Color::white());
