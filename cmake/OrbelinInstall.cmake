@@ -1,6 +1,7 @@
 include(CMakePackageConfigHelpers)
 install(DIRECTORY include/orbelin DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY resources/ DESTINATION ${ORBELIN_INSTALL_RESOURCE_DIR})
+install(PROGRAMS tools/sample_service.py DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME orbelin-sample-service)
 install(EXPORT OrbelinDataTargets NAMESPACE OrbelinData::
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/OrbelinData)
 configure_package_config_file(cmake/OrbelinDataConfig.cmake.in
