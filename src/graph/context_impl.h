@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "graph/context_lock.h"
 #include "graph/object_access.h"
 #include "graph/registry.h"
 #include "graph/store.h"
@@ -29,7 +30,7 @@ struct ManagedObjectContext::Impl {
   explicit Impl(ManagedObjectContext* context) : owner(context) {}
 
   ManagedObjectContext* owner;
-  mutable std::recursive_mutex mutex;
+  mutable detail::ContextLock mutex;
   std::shared_ptr<PersistentStoreCoordinator> coordinator;  // guarded by mutex
   // Every attached object; owns them.
   detail::Registry registered;

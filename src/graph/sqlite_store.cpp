@@ -576,7 +576,9 @@ Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,
     if (!existed) std::filesystem::remove(path, ec);
   };
   sqlite3* db = nullptr;
-  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr) !=
+  // No SQLite mutex: the coordinator's store lock already serializes every
+  // call on this connection.
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) !=
       SQLITE_OK) {
     std::string message = db ? sqlite3_errmsg(db) : "out of memory";
     sqlite3_close_v2(db);

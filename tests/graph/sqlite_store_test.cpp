@@ -7,6 +7,7 @@
 
 #include <boost/json.hpp>
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -215,9 +216,12 @@ TEST(SQLiteStoreTest, KilledSaveLeavesAllOrNothing) {
     // Wait until a few batches are in, then kill at a moment inside a save.
     fs::path progress = file.string() + ".progress";
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while ((!fs::exists(progress) || readFile(progress).empty() ||
-            std::stoi(readFile(progress)) < 2 + round) &&
-           std::chrono::steady_clock::now() < deadline)
+    // The child rewrites the file as it goes: read it once per look, never throw.
+    auto batchesDone = [&] {
+      std::string text = readFile(progress);
+      return text.empty() ? -1 : std::atoi(text.c_str());
+    };
+    while (batchesDone() < 2 + round && std::chrono::steady_clock::now() < deadline)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     std::this_thread::sleep_for(std::chrono::milliseconds(3 + 7 * round));
     kill(child, SIGKILL);
