@@ -71,7 +71,11 @@ void MainQueue::asyncAfter(Clock::duration delay, Work work) {
   QueueState& s = state();
   {
     std::lock_guard lock(s.mutex);
-    auto due = Clock::now() + std::max(delay, Clock::duration::zero());
+    // A delay past the clock's range means "never in practice": saturate
+    // rather than overflow into the past.
+    const auto now = Clock::now();
+    const auto room = Clock::time_point::max() - now;
+    auto due = delay <= Clock::duration::zero() ? now : (delay >= room ? Clock::time_point::max() : now + delay);
     s.delayed.emplace(std::make_pair(due, s.sequence++), std::move(work));
   }
   s.wake.notify_all();

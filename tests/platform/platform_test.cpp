@@ -49,6 +49,15 @@ TEST(MainQueue, SyncFromAnotherThreadWaitsForTheMainThreadAndRunsInlineOnIt) {
   EXPECT_EQ(ranOn, 2);
 }
 
+TEST(MainQueue, HugeAndNegativeDelaysNeitherOverflowNorRunEarly) {
+  bool late = false, early = false;
+  MainQueue::asyncAfter(MainQueue::Clock::duration::max(), [&] { late = true; });
+  MainQueue::asyncAfter(-5s, [&] { early = true; });
+  MainQueue::runFor(20ms);
+  EXPECT_TRUE(early);
+  EXPECT_FALSE(late);
+}
+
 TEST(MainQueue, RunUntilGivesUpAtTheTimeout) {
   auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(MainQueue::runUntil([] { return false; }, 50ms));
