@@ -1,8 +1,9 @@
 #include "orbelin/platform/main_queue.h"
 
+#include "platform/run_and_wait.h"
+
 #include <condition_variable>
 #include <deque>
-#include <future>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -86,12 +87,7 @@ void MainQueue::sync(const Work& work) {
     work();
     return;
   }
-  std::promise<void> done;
-  async([&] {
-    work();
-    done.set_value();
-  });
-  done.get_future().wait();
+  runAndWait([](Work item) { async(std::move(item)); }, work);
 }
 
 bool MainQueue::isMainThread() {

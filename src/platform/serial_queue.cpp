@@ -1,6 +1,7 @@
 #include "orbelin/platform/serial_queue.h"
 
-#include <future>
+#include "platform/run_and_wait.h"
+
 
 namespace orbelin::platform {
 
@@ -30,12 +31,7 @@ void SerialQueue::sync(const Work& work) {
     work();
     return;
   }
-  std::promise<void> done;
-  async([&] {
-    work();
-    done.set_value();
-  });
-  done.get_future().wait();
+  runAndWait([this](Work item) { async(std::move(item)); }, work);
 }
 
 bool SerialQueue::isCurrent() const { return std::this_thread::get_id() == worker_.get_id(); }

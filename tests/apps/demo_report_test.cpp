@@ -12,48 +12,18 @@
 
 #include "support/sample_service.h"
 #include "support/test_support.h"
+#include "apps/demo_runner.h"
 
 using namespace orbelin::test;
 
 namespace {
-
-struct ReportRun {
-  int exitCode = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string quoted(const std::string& text) {
-  std::string result = "'";
-  for (char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return result + "'";
-}
-
-ReportRun runReport(const std::vector<std::string>& arguments) {
-  TempDir scratch;
-  std::string command = quoted(ORBELIN_DEMO_PATH);
-  for (const auto& argument : arguments) command += " " + quoted(argument);
-  const auto errPath = scratch.path() / "stderr.txt";
-  command += " 2>" + quoted(errPath.string());
-  ReportRun run;
-  FILE* pipe = ::popen(command.c_str(), "r");
-  if (pipe == nullptr) return run;
-  char buffer[4096];
-  while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) run.out.append(buffer, n);
-  int status = ::pclose(pipe);
-  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::stringstream text;
-  text << std::ifstream(errPath).rdbuf();
-  run.err = text.str();
-  return run;
-}
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
 TEST(DemoReportTest, LocalAndRemoteGiveTheSameReport) {
-  ReportRun local = runReport({});
+  DemoRun local = runDemo({});
   ASSERT_EQ(local.exitCode, 0) << local.err;
   EXPECT_TRUE(local.err.empty()) << local.err;
   for (const char* line :
@@ -76,7 +46,7 @@ TEST(DemoReportTest, LocalAndRemoteGiveTheSameReport) {
 
   SampleService service(sampleResourcesDir(), bundledInfoPlist());
   ASSERT_TRUE(service.running()) << service.failure();
-  ReportRun remote = runReport({"--base-url", service.baseUrl()});
+  DemoRun remote = runDemo({"--base-url", service.baseUrl()});
   ASSERT_EQ(remote.exitCode, 0) << remote.err;
   EXPECT_EQ(remote.out, local.out);
   EXPECT_EQ(service.requests().size(), 10u) << "one login and nine fetches";
@@ -86,18 +56,18 @@ TEST(DemoReportTest, AFailedLoginOrRequestPrintsOneErrorLine) {
   SampleService service(sampleResourcesDir(), bundledInfoPlist());
   ASSERT_TRUE(service.running()) << service.failure();
 
-  ReportRun refused = runReport({"--base-url", service.baseUrl(), "--password", "wrong"});
+  DemoRun refused = runDemo({"--base-url", service.baseUrl(), "--password", "wrong"});
   EXPECT_EQ(refused.exitCode, 1);
   EXPECT_TRUE(refused.out.empty());
   EXPECT_EQ(refused.err.rfind("error: login failed: ", 0), 0u) << refused.err;
   EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 1);
 
-  ReportRun otherUser =
-      runReport({"--base-url", service.baseUrl(), "--user", "jokafor", "--password", "orbelin"});
+  DemoRun otherUser =
+      runDemo({"--base-url", service.baseUrl(), "--user", "jokafor", "--password", "orbelin"});
   EXPECT_EQ(otherUser.exitCode, 1) << "the service knows one user only";
 
   ASSERT_TRUE(service.setFault(boost::json::parse(R"({"drop": true})").as_object()));
-  ReportRun dropped = runReport({"--base-url", service.baseUrl()});
+  DemoRun dropped = runDemo({"--base-url", service.baseUrl()});
   EXPECT_EQ(dropped.exitCode, 1);
   EXPECT_TRUE(dropped.out.empty());
   EXPECT_EQ(dropped.err.rfind("error: login failed: ", 0), 0u) << dropped.err;
@@ -107,14 +77,14 @@ TEST(DemoReportTest, AFailedLoginOrRequestPrintsOneErrorLine) {
   TempDir loginOnly;
   std::filesystem::copy_file(sampleResourcesDir() / "authentication.json",
                              loginOnly.path() / "authentication.json");
-  ReportRun partial = runReport({"--resources", loginOnly.path().string()});
+  DemoRun partial = runDemo({"--resources", loginOnly.path().string()});
   EXPECT_EQ(partial.exitCode, 1);
   EXPECT_TRUE(partial.out.empty()) << "nothing of a half report";
   EXPECT_EQ(partial.err.rfind("error: patients: ", 0), 0u) << partial.err;
   EXPECT_EQ(std::count(partial.err.begin(), partial.err.end(), '\n'), 1);
 
   TempDir empty;
-  ReportRun missing = runReport({"--resources", empty.path().string()});
+  DemoRun missing = runDemo({"--resources", empty.path().string()});
   EXPECT_EQ(missing.exitCode, 1);
   EXPECT_EQ(missing.err.rfind("error: login failed: ", 0), 0u) << missing.err;
 }

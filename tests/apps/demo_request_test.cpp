@@ -9,42 +9,11 @@
 
 #include "support/sample_service.h"
 #include "support/test_support.h"
+#include "apps/demo_runner.h"
 
 using namespace orbelin::test;
 
 namespace {
-
-struct DemoRun {
-  int exitCode = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string quoted(const std::string& text) {
-  std::string result = "'";
-  for (char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return result + "'";
-}
-
-// Runs the built orbelin-demo with `arguments`, collecting stdout and stderr.
-DemoRun runDemo(const std::vector<std::string>& arguments, const TempDir& scratch) {
-  std::string command = quoted(ORBELIN_DEMO_PATH);
-  for (const auto& argument : arguments) command += " " + quoted(argument);
-  const auto errPath = scratch.path() / "stderr.txt";
-  command += " 2>" + quoted(errPath.string());
-  DemoRun run;
-  FILE* pipe = ::popen(command.c_str(), "r");
-  if (pipe == nullptr) return run;
-  char buffer[4096];
-  while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) run.out.append(buffer, n);
-  int status = ::pclose(pipe);
-  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::ifstream err(errPath);
-  std::stringstream text;
-  text << err.rdbuf();
-  run.err = text.str();
-  return run;
-}
 
 void writeFile(const std::filesystem::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
@@ -60,9 +29,9 @@ class DemoRequestTest : public ::testing::Test {
   }
   DemoRun demo(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--resources", resources.path().string()});
-    return runDemo(arguments, scratch);
+    return runDemo(arguments);
   }
-  TempDir resources, scratch;
+  TempDir resources;
 };
 
 TEST_F(DemoRequestTest, PrintsTheReplyOfEachCaseInLocalMode) {

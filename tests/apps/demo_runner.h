@@ -1,0 +1,48 @@
+#pragma once
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/test_support.h"
+
+namespace orbelin::test {
+
+// One run of the built orbelin-demo: exit code and everything it printed.
+struct DemoRun {
+  int exitCode = -1;
+  std::string out;
+  std::string err;
+};
+
+inline std::string shellQuoted(const std::string& text) {
+  std::string result = "'";
+  for (char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return result + "'";
+}
+
+// Runs ORBELIN_DEMO_PATH with `arguments`, collecting stdout and stderr.
+inline DemoRun runDemo(const std::vector<std::string>& arguments) {
+  TempDir scratch;
+  std::string command = shellQuoted(ORBELIN_DEMO_PATH);
+  for (const auto& argument : arguments) command += " " + shellQuoted(argument);
+  const auto errPath = scratch.path() / "stderr.txt";
+  command += " 2>" + shellQuoted(errPath.string());
+  DemoRun run;
+  FILE* pipe = ::popen(command.c_str(), "r");
+  if (pipe == nullptr) return run;
+  char buffer[4096];
+  while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) run.out.append(buffer, n);
+  int status = ::pclose(pipe);
+  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  std::stringstream text;
+  text << std::ifstream(errPath).rdbuf();
+  run.err = text.str();
+  return run;
+}
+
+}  // namespace orbelin::test
