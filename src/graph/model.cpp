@@ -138,29 +138,33 @@ ModelBuilder::EntityBuilder& ModelBuilder::EntityBuilder::relationship(
   return *this;
 }
 
-ModelBuilder::EntityBuilder& ModelBuilder::EntityBuilder::toOne(std::string name,
-                                                                std::string destination,
-                                                                std::string inverse,
-                                                                DeleteRule rule) {
+namespace {
+RelationshipDescription describeRelationship(std::string name, std::string destination,
+                                             std::string inverse, DeleteRule rule, bool toMany) {
   RelationshipDescription r;
   r.name = std::move(name);
   r.destinationName = std::move(destination);
   r.inverseName = std::move(inverse);
+  r.toMany = toMany;
   r.deleteRule = rule;
-  return relationship(std::move(r));
+  return r;
+}
+}  // namespace
+
+ModelBuilder::EntityBuilder& ModelBuilder::EntityBuilder::toOne(std::string name,
+                                                                std::string destination,
+                                                                std::string inverse,
+                                                                DeleteRule rule) {
+  return relationship(describeRelationship(std::move(name), std::move(destination),
+                                           std::move(inverse), rule, false));
 }
 
 ModelBuilder::EntityBuilder& ModelBuilder::EntityBuilder::toMany(std::string name,
                                                                  std::string destination,
                                                                  std::string inverse,
                                                                  DeleteRule rule) {
-  RelationshipDescription r;
-  r.name = std::move(name);
-  r.destinationName = std::move(destination);
-  r.inverseName = std::move(inverse);
-  r.toMany = true;
-  r.deleteRule = rule;
-  return relationship(std::move(r));
+  return relationship(describeRelationship(std::move(name), std::move(destination),
+                                           std::move(inverse), rule, true));
 }
 
 ModelBuilder::EntityBuilder& ModelBuilder::EntityBuilder::orderedToMany(std::string name,
