@@ -28,7 +28,8 @@ Error& Error::setUnderlyingError(const Error& underlying) {
 std::string Error::localizedDescription() const {
   auto found = userInfo_.find(kLocalizedDescriptionKey);
   if (found != userInfo_.end()) return found->second;
-  return "The operation couldn't be completed. (" + domain_ + " error " + std::to_string(code_) + ".)";
+  return "The operation couldn't be completed. (" + domain_ + " error " + std::to_string(code_) +
+         ".)";
 }
 
 std::string Error::description() const {

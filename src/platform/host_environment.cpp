@@ -49,7 +49,8 @@ boost::json::value dictionaryToJson(plist_t node, int depth) {
 boost::json::value arrayToJson(plist_t node, int depth) {
   boost::json::array array;
   uint32_t size = plist_array_get_size(node);
-  for (uint32_t i = 0; i < size; ++i) array.push_back(toJson(plist_array_get_item(node, i), depth + 1));
+  for (uint32_t i = 0; i < size; ++i)
+    array.push_back(toJson(plist_array_get_item(node, i), depth + 1));
   return array;
 }
 
@@ -66,8 +67,10 @@ constexpr int kMaxDepth = 64;
 boost::json::value toJson(plist_t node, int depth) {
   if (node == nullptr || depth > kMaxDepth) return nullptr;
   switch (plist_get_node_type(node)) {
-    case PLIST_DICT: return dictionaryToJson(node, depth);
-    case PLIST_ARRAY: return arrayToJson(node, depth);
+    case PLIST_DICT:
+      return dictionaryToJson(node, depth);
+    case PLIST_ARRAY:
+      return arrayToJson(node, depth);
     case PLIST_BOOLEAN: {
       uint8_t flag = 0;
       plist_get_bool_val(node, &flag);
@@ -98,12 +101,14 @@ boost::json::value toJson(plist_t node, int depth) {
       plist_get_uid_val(node, &uid);
       return uid;
     }
-    default: return nullptr;  // dates and data carry nothing the layer reads
+    default:
+      return nullptr;  // dates and data carry nothing the layer reads
   }
 }
 
 Error plistError(const std::filesystem::path& path, const std::string& why) {
-  return Error(error_domain::kPlatform, 1, "Cannot read property list " + path.string() + ": " + why);
+  return Error(error_domain::kPlatform, 1,
+               "Cannot read property list " + path.string() + ": " + why);
 }
 
 }  // namespace

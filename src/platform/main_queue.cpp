@@ -76,7 +76,9 @@ void MainQueue::asyncAfter(Clock::duration delay, Work work) {
     // rather than overflow into the past.
     const auto now = Clock::now();
     const auto room = Clock::time_point::max() - now;
-    auto due = delay <= Clock::duration::zero() ? now : (delay >= room ? Clock::time_point::max() : now + delay);
+    auto due = delay <= Clock::duration::zero()
+                   ? now
+                   : (delay >= room ? Clock::time_point::max() : now + delay);
     s.delayed.emplace(std::make_pair(due, s.sequence++), std::move(work));
   }
   s.wake.notify_all();

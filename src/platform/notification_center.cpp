@@ -52,8 +52,8 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string name, cons
   CenterState& s = centerState();
   std::lock_guard lock(s.mutex);
   Token token = s.nextToken++;
-  s.observers.emplace(token, std::make_shared<Observer>(
-                                Observer{std::move(name), sender, std::move(callback), false, {}}));
+  s.observers.emplace(token, std::make_shared<Observer>(Observer{
+                                 std::move(name), sender, std::move(callback), false, {}}));
   return token;
 }
 

@@ -2,7 +2,6 @@
 
 #include "platform/run_and_wait.h"
 
-
 namespace orbelin::platform {
 
 SerialQueue::SerialQueue(std::string label) : label_(std::move(label)) {
@@ -34,7 +33,9 @@ void SerialQueue::sync(const Work& work) {
   runAndWait([this](Work item) { async(std::move(item)); }, work);
 }
 
-bool SerialQueue::isCurrent() const { return std::this_thread::get_id() == worker_.get_id(); }
+bool SerialQueue::isCurrent() const {
+  return std::this_thread::get_id() == worker_.get_id();
+}
 
 void SerialQueue::run() {
   for (;;) {

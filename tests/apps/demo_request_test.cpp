@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 #include <boost/json/parse.hpp>
 
+#include "apps/demo_runner.h"
 #include "support/sample_service.h"
 #include "support/test_support.h"
-#include "apps/demo_runner.h"
 
 using namespace orbelin::test;
 

@@ -28,8 +28,14 @@ bool runMainQueueUntil(const std::function<bool()>& done, std::chrono::milliseco
   return platform::MainQueue::runUntil(done, timeout);
 }
 
-std::filesystem::path sourceDir() { return ORBELIN_SOURCE_DIR; }
-std::filesystem::path sampleResourcesDir() { return sourceDir() / "resources" / "sample"; }
-std::filesystem::path bundledInfoPlist() { return sourceDir() / "resources" / "Info.plist"; }
+std::filesystem::path sourceDir() {
+  return ORBELIN_SOURCE_DIR;
+}
+std::filesystem::path sampleResourcesDir() {
+  return sourceDir() / "resources" / "sample";
+}
+std::filesystem::path bundledInfoPlist() {
+  return sourceDir() / "resources" / "Info.plist";
+}
 
 }  // namespace orbelin::test

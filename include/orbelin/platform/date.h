@@ -15,7 +15,8 @@ inline double secondsBetween(Date from, Date to) {
   return std::chrono::duration<double>(to - from).count();
 }
 inline Date dateFromSeconds(double secondsSince1970) {
-  return Date(std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(secondsSince1970)));
+  return Date(
+      std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(secondsSince1970)));
 }
 inline double secondsSince1970(Date date) {
   return std::chrono::duration<double>(date.time_since_epoch()).count();

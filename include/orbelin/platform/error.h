@@ -58,11 +58,11 @@ class Error {
 
 // Error domains used by the layer's own libraries.
 namespace error_domain {
-inline constexpr const char* kNetworking = "TamberNetworking";   // transport, validation, parsing
-inline constexpr const char* kURL = "NSURLErrorDomain";           // timeouts, refused, bad URL
-inline constexpr const char* kResources = "OrbelinResources";     // local resource lookup
-inline constexpr const char* kPersistence = "OrbelinPersistence"; // object graph and stores
-inline constexpr const char* kPlatform = "OrbelinPlatform";       // files, plists, environment
+inline constexpr const char* kNetworking = "TamberNetworking";     // transport, validation, parsing
+inline constexpr const char* kURL = "NSURLErrorDomain";            // timeouts, refused, bad URL
+inline constexpr const char* kResources = "OrbelinResources";      // local resource lookup
+inline constexpr const char* kPersistence = "OrbelinPersistence";  // object graph and stores
+inline constexpr const char* kPlatform = "OrbelinPlatform";        // files, plists, environment
 }  // namespace error_domain
 
 }  // namespace orbelin

@@ -13,8 +13,8 @@ namespace orbelin {
 template <typename T>
 class Result {
  public:
-  Result(T value) : state_(std::move(value)) {}          // NOLINT: implicit on purpose
-  Result(Error error) : state_(std::move(error)) {}      // NOLINT: implicit on purpose
+  Result(T value) : state_(std::move(value)) {}      // NOLINT: implicit on purpose
+  Result(Error error) : state_(std::move(error)) {}  // NOLINT: implicit on purpose
 
   bool ok() const { return std::holds_alternative<T>(state_); }
   explicit operator bool() const { return ok(); }
