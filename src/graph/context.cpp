@@ -161,6 +161,22 @@ void ManagedObjectContext::Impl::unlink(ManagedObject* from, std::size_t relatio
   }
 }
 
+void ManagedObjectContext::Impl::linkBothWays(ManagedObject* from, std::size_t relationship,
+                                              ManagedObject* target,
+                                              const RelationshipDescription* inverse) {
+  if (inverse && !inverse->toMany) {
+    // The inverse holds one object: the target leaves its previous owner.
+    ensureLoaded(target);
+    ManagedObject* previous = ObjectAccess::relations(*target)[inverse->index].toOne;
+    if (previous && previous != from) {
+      unlink(previous, relationship, target);
+      unlink(target, inverse->index, previous);
+    }
+  }
+  link(from, relationship, target);
+  if (inverse) link(target, inverse->index, from);
+}
+
 void ManagedObjectContext::Impl::setToOne(ManagedObject* from, std::size_t relationship,
                                           ManagedObject* target) {
   ensureLoaded(from);
@@ -172,17 +188,7 @@ void ManagedObjectContext::Impl::setToOne(ManagedObject* from, std::size_t relat
     if (inverse) unlink(old, inverse->index, from);
   }
   if (!target) return;
-  if (inverse && !inverse->toMany) {
-    // One-to-one: the target leaves its previous partner.
-    ensureLoaded(target);
-    ManagedObject* partner = ObjectAccess::relations(*target)[inverse->index].toOne;
-    if (partner && partner != from) {
-      unlink(partner, relationship, target);
-      unlink(target, inverse->index, partner);
-    }
-  }
-  link(from, relationship, target);
-  if (inverse) link(target, inverse->index, from);
+  linkBothWays(from, relationship, target, inverse);
 }
 
 void ManagedObjectContext::Impl::addToMany(ManagedObject* from, std::size_t relationship,
@@ -190,17 +196,7 @@ void ManagedObjectContext::Impl::addToMany(ManagedObject* from, std::size_t rela
   ensureLoaded(from);
   if (detail::slotContains(ObjectAccess::relations(*from)[relationship], target)) return;
   const RelationshipDescription* inverse = from->entity().relationships()[relationship].inverse;
-  if (inverse && !inverse->toMany) {
-    // One-to-many: the target leaves its previous owner.
-    ensureLoaded(target);
-    ManagedObject* previous = ObjectAccess::relations(*target)[inverse->index].toOne;
-    if (previous) {
-      unlink(previous, relationship, target);
-      unlink(target, inverse->index, previous);
-    }
-  }
-  link(from, relationship, target);
-  if (inverse) link(target, inverse->index, from);
+  linkBothWays(from, relationship, target, inverse);
 }
 
 void ManagedObjectContext::Impl::removeToMany(ManagedObject* from, std::size_t relationship,

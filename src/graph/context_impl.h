@@ -54,6 +54,10 @@ struct ManagedObjectContext::Impl {
   // One side of a relationship, without touching the inverse.
   void link(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
   void unlink(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
+  // Links both sides; when the inverse is to-one, the target first leaves
+  // whatever object held it.
+  void linkBothWays(ManagedObject* from, std::size_t relationship, ManagedObject* target,
+                    const RelationshipDescription* inverse);
   // Both sides.
   void setToOne(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
   void addToMany(ManagedObject* owner, std::size_t relationship, ManagedObject* target);
