@@ -10,9 +10,15 @@ resource that the same call reads in local mode (Patient with id 12 reads
 patient.12.json). "Authenticate" is a POST whose JSON body must carry the
 configured "username" and "password" (401 otherwise). Unknown paths give 404.
 
+Second-generation paths: /hospital/... answers the JSON resource of the same
+relative path (GET /hospital/patients/patient.7 reads hospital/patients/
+patient.7.json). A POST or PUT of a JSON body on such a path replaces that
+resource in memory only and answers the body back; later GETs return it. The
+files on disk are never written. A body that is not JSON gives 400.
+
 Control endpoints for tests (never recorded):
     GET  /__requests   the requests received so far: method, path, headers, body
-    POST /__reset      forgets them and clears any fault
+    POST /__reset      forgets them, clears any fault and drops what was POSTed or PUT
     POST /__fault      a fault for the next "count" requests (default 1), or for
                        all of them with "all": true. One of
                        {"status": 500}      answer that status with a JSON body
@@ -59,7 +65,8 @@ SERVICES = {
     "RoomsForShift": ("GET", "user.shift.{shiftId}.rooms"),
 }
 
-MAX_BODY = 1 << 20  # requests carry credentials at most
+MAX_BODY = 1 << 22  # credentials, or one second-generation record
+HOSPITAL_PREFIX = "/hospital/"
 MAX_DELAY_MS = 30000
 SOCKET_TIMEOUT_S = 30
 PLACEHOLDER = re.compile(r"\{(\w+)\}")
@@ -97,6 +104,7 @@ class State:
         self.requests = []
         self.fault = None
         self.fault_left = 0  # -1: every request
+        self.written = {}  # hospital resource name -> bytes POSTed or PUT
 
     def record(self, entry):
         with self.lock:
@@ -120,6 +128,7 @@ class State:
             self.requests = []
             self.fault = None
             self.fault_left = 0
+            self.written = {}
 
 
 class Handler(BaseHTTPRequestHandler):
@@ -218,6 +227,10 @@ class Handler(BaseHTTPRequestHandler):
         return False
 
     def answer(self, path, body):
+        if path.startswith(HOSPITAL_PREFIX):
+            # Named as local mode names it: the query's "&+=?" become "_".
+            self.answer_hospital(re.sub(r"[&+=?]", "_", self.path[1:]), body)
+            return
         for route in self.server.routes:
             match = route.regex.match(path)
             if match is None:
@@ -231,6 +244,27 @@ class Handler(BaseHTTPRequestHandler):
             self.send_resource(self.resource_for(route, match.groupdict()))
             return
         self.send_json(404, {"error": "no such service path"})
+
+    def answer_hospital(self, name, body):
+        state = self.server.state
+        if self.command in ("POST", "PUT"):
+            try:
+                json.loads(body or b"")
+            except ValueError:
+                self.send_json(400, {"error": "the body must be JSON"})
+                return
+            with state.lock:
+                state.written[name] = body
+            self.send(200, body)
+        elif self.command == "GET":
+            with state.lock:
+                written = state.written.get(name)
+            if written is not None:
+                self.send(200, written)
+            else:
+                self.send_resource(name)
+        else:
+            self.send_json(405, {"error": "method not allowed"})
 
     def credentials_match(self, body):
         try:
