@@ -2,8 +2,8 @@
 
 #include <array>
 
+#include "endpoint_support.h"
 #include "orbelin/config/data_source_manager.h"
-#include "orbelin/networking/parameter_encoding.h"
 
 namespace orbelin {
 namespace {
@@ -53,16 +53,6 @@ constexpr std::array<CaseInfo, 17> kCases{{
 
 const CaseInfo& infoOf(Case requestCase) {
   return kCases[static_cast<std::size_t>(requestCase)];
-}
-
-// Every occurrence of `placeholder` in `text`, compared character for character.
-std::string replacingAll(std::string text, std::string_view placeholder, const std::string& value) {
-  if (placeholder.empty()) return text;
-  for (auto at = text.find(placeholder); at != std::string::npos;
-       at = text.find(placeholder, at + value.size())) {
-    text.replace(at, placeholder.size(), value);
-  }
-  return text;
 }
 
 std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
@@ -162,20 +152,17 @@ Request::MethodAndPath Request::methodAndPath() const {
   const CaseInfo& info = infoOf(case_);
   std::string path = pathForServiceName(std::string(info.service));
   if (!info.placeholder.empty())
-    path = replacingAll(std::move(path), info.placeholder, arguments_.front());
+    path = endpoint_support::replacingAll(std::move(path), info.placeholder, arguments_.front());
   return {case_ == Case::Authentication ? "POST" : "GET", std::move(path)};
 }
 
 TamberNetworking::URLRequest Request::urlRequestWithBaseURLString(
     std::optional<std::string> baseURLString) const {
   MethodAndPath methodPath = methodAndPath();
-  TamberNetworking::URLRequest urlRequest(baseURLString.value_or("") + methodPath.path,
-                                          methodPath.method);
+  auto urlRequest =
+      endpoint_support::urlRequestFor(baseURLString, methodPath.path, methodPath.method);
   if (case_ != Case::Authentication) return urlRequest;
-  boost::json::object credentials;
-  credentials["username"] = arguments_[0];
-  credentials["password"] = arguments_[1];
-  return TamberNetworking::ParameterEncoding::JSON.encodeRequest(urlRequest, credentials);
+  return endpoint_support::withCredentials(urlRequest, arguments_[0], arguments_[1]);
 }
 
 TamberNetworking::Response Request::responseForURLRequest(
