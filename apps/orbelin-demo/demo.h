@@ -38,6 +38,8 @@ void printUsage(std::ostream& out);
 int runRequest(const DemoOptions& options);
 // No command: the ward report.
 int runReport(const DemoOptions& options);
+// `rest GET PATH | rest POST PATH JSON | rest PUT PATH JSON`: prints the reply text.
+int runRest(const DemoOptions& options);
 
 // Indented JSON text; numbers in their shortest round-trip form (never the
 // exponent form for ordinary values like 71.5).

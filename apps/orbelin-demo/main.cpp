@@ -68,6 +68,7 @@ void printUsage(std::ostream& out) {
          "                    [--documents DIR] [--user NAME] [--password TEXT]\n"
          "                    [COMMAND ...]\n"
          "       orbelin-demo request CASE [ARG ...]\n"
+         "       orbelin-demo rest GET PATH | rest POST PATH JSON | rest PUT PATH JSON\n"
          "\n"
          "Without --base-url every request is answered from the local resources.\n"
          "Without a command it logs in (as nurse / orbelin unless --user and\n"
@@ -92,12 +93,15 @@ int main(int argc, char** argv) {
     printUsage(help ? std::cout : std::cerr);
     return help ? kExitSuccess : kExitUsage;
   }
-  if (!options->command.empty() && options->command[0] != "request") {
+  const bool known = options->command.empty() || options->command[0] == "request" ||
+                     options->command[0] == "rest";
+  if (!known) {
     std::cerr << "orbelin-demo: unknown command \"" << options->command[0] << "\"\n";
     printUsage(std::cerr);
     return kExitUsage;
   }
   if (!configure(*options)) return kExitFailure;
   if (options->command.empty()) return runReport(*options);
+  if (options->command[0] == "rest") return runRest(*options);
   return runRequest(*options);
 }
