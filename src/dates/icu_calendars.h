@@ -56,6 +56,9 @@ class ThreadCalendars {
   // Whole units from `from` to `to` (signed), measured by the user's calendar.
   std::optional<int> difference(Date from, Date to, Unit unit);
   std::string format(Date date, Pattern pattern);
+  // The local time zone (never null once get() has returned): for other
+  // layers' formatters that must follow setTimeZone().
+  const icu::TimeZone* zone() const { return zone_.get(); }
   // The zone's offset from GMT at `date` in whole hours, truncated toward zero.
   int zoneOffsetHours(Date date);
   // The calendar day of `now` at hour:minute:00, assembled by a Gregorian calendar.

@@ -1,5 +1,11 @@
 #include "orbelin/model2/managed_object_ex.h"
 
+#include <boost/json/value.hpp>
+
+#include "model2/dictionary_mapping.h"
+#include "orbelin/platform/console.h"
+#include "orbelin/text/json_text.h"
+
 namespace orbelin::model2 {
 
 std::string NSManagedObjectEx::className() const {
@@ -19,6 +25,7 @@ void NSManagedObjectEx::setRelation(std::string_view name,
                                     const std::vector<graph::ManagedObject*>& relatedObjects) {
   mutableSet(name).assign(relatedObjects);
 }
+
 void NSManagedObjectEx::setRelation(std::string_view name, graph::ManagedObject* relatedObject) {
   setObject(name, relatedObject);
 }
@@ -30,21 +37,60 @@ std::string NSManagedObjectEx::ClassNameAsString(const graph::ManagedObject& obj
 std::optional<std::string> NSManagedObjectEx::externalObjectIdNameOf(
     const graph::EntityDescription& entity) {
   auto prototype = entity.makeObject();
-  auto* ex = dynamic_cast<NSManagedObjectEx*>(prototype.get());
+  const auto* ex = dynamic_cast<const NSManagedObjectEx*>(prototype.get());
   return ex ? ex->externalObjectIdName() : std::nullopt;
 }
 
 Dictionary NSManagedObjectEx::getAsDictionary() const {
-  return {};
+  return detail::writeDictionary(*this);
 }
+
 std::optional<std::string> NSManagedObjectEx::getAsJSONString() const {
-  return std::nullopt;
+  auto text = text::prettyJsonString(boost::json::value(getAsDictionary()));
+  if (!text) {
+    platform::Console::log(
+        "Got an error: the dictionary holds a value that JSON cannot represent (a number that "
+        "is not finite, text that is not UTF-8, or nesting too deep)");
+  }
+  platform::Console::log("jsonString = " + (text ? *text : std::string("nil")));
+  return text;
 }
-void NSManagedObjectEx::setPropertiesFromJSONString(std::string_view) {}
-void NSManagedObjectEx::setPropertiesFromDictionary(const Dictionary&) {}
+
+void NSManagedObjectEx::setPropertiesFromJSONString(std::string_view text) {
+  // Text that is not UTF-8 is dropped without a word, as the platform's
+  // string-to-data conversion would.
+  if (!text::data(text)) return;
+  auto dictionary = text::json(text);
+  if (!dictionary) {
+    platform::Console::log(
+        "NSManagedObjectEx:setPropertiesFromJSONString: The text is not a JSON object; nothing "
+        "changed");
+    return;
+  }
+  setPropertiesFromDictionary(*dictionary);
+}
+
+void NSManagedObjectEx::setPropertiesFromDictionary(const Dictionary& dictionary) {
+  detail::readDictionary(*this, dictionary, 0);
+}
+
 NSManagedObjectEx* NSManagedObjectEx::createManagedObjectFromDictionary(
-    const Dictionary&, graph::ManagedObjectContext&) {
-  return nullptr;
+    const Dictionary& dictionary, graph::ManagedObjectContext& context) {
+  const auto* name = dictionary.if_contains(ATTRIBUTE_NAME_FOR_CLASS);
+  auto coordinator = context.persistentStoreCoordinator();
+  const graph::EntityDescription* entity =
+      name && name->is_string() && coordinator
+          ? coordinator->managedObjectModel()->entity(std::string_view(name->get_string()))
+          : nullptr;
+  if (!entity || !dynamic_cast<NSManagedObjectEx*>(entity->makeObject().get())) {
+    platform::Console::log(
+        "NSManagedObjectEx:createManagedObjectFromDictionary: The dictionary names no entity of "
+        "this model with a dictionary mapping; nothing created");
+    return nullptr;
+  }
+  auto* object = dynamic_cast<NSManagedObjectEx*>(context.insertNewObject(*entity));
+  if (object) object->setPropertiesFromDictionary(dictionary);
+  return object;
 }
 
 }  // namespace orbelin::model2

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "orbelin/platform/date.h"
+
+// The text form of date attributes in the dictionary form
+// ("yyyy-MM-dd HH:mm:ss", en_US_POSIX, proleptic Gregorian) in the device's
+// time zone, the one DateUtils uses (setTimeZone, else the process's zone).
+//
+// Thread safety: any thread; each thread keeps its own ICU formatter.
+namespace orbelin::model2::detail {
+
+// Whole seconds; fractions are dropped.
+std::optional<std::string> formatDateTime(Date date);
+// Strict: the whole text must match the format with real field values
+// ("2015-02-30 ..." and "2015-10-01" fail).
+OptionalDate parseDateTime(std::string_view text);
+
+}  // namespace orbelin::model2::detail
