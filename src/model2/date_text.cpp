@@ -30,6 +30,12 @@ icu::SimpleDateFormat* threadFormat() {
     calendar->setGregorianChange(-HUGE_VAL, status);
     made->adoptCalendar(calendar.release());
     made->setLenient(false);
+    // Not lenient about the text either: no blanks, no partial literals.
+    made->setBooleanAttribute(UDAT_PARSE_ALLOW_WHITESPACE, false, status);
+    made->setBooleanAttribute(UDAT_PARSE_ALLOW_NUMERIC, false, status);
+    made->setBooleanAttribute(UDAT_PARSE_PARTIAL_LITERAL_MATCH, false, status);
+    made->setBooleanAttribute(UDAT_PARSE_MULTIPLE_PATTERNS_FOR_MATCH, false, status);
+    if (U_FAILURE(status)) return std::unique_ptr<icu::SimpleDateFormat>();
     return made;
   }();
   if (!format) return nullptr;
@@ -60,6 +66,9 @@ std::optional<std::string> formatDateTime(Date date) {
 OptionalDate parseDateTime(std::string_view text) {
   // Longer texts cannot match the fixed-width format; skip ICU for them.
   if (text.size() < 19 || text.size() > 32) return std::nullopt;
+  // ICU skips blanks before a number field even when told not to.
+  auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  if (!isDigit(text.front()) || !isDigit(text.back())) return std::nullopt;
   icu::SimpleDateFormat* format = threadFormat();
   if (!format) return std::nullopt;
   icu::UnicodeString input = icu::UnicodeString::fromUTF8(

@@ -27,6 +27,13 @@ void NSManagedObjectEx::setRelation(std::string_view name,
 }
 
 void NSManagedObjectEx::setRelation(std::string_view name, graph::ManagedObject* relatedObject) {
+  const graph::RelationshipDescription* relationship = entity().relationship(name);
+  if (relationship && relationship->toMany) {
+    // setRelation(name, {object}) lands here; take it as the one-member list.
+    std::vector<graph::ManagedObject*> members;
+    if (relatedObject) members.push_back(relatedObject);
+    return setRelation(name, members);
+  }
   setObject(name, relatedObject);
 }
 

@@ -38,12 +38,19 @@ using Dictionary = boost::json::object;
 // Reading (setProperties..., createManagedObjectFromDictionary):
 //   - a key that is neither "entityName" nor a property of the entity is
 //     ignored, with one console line naming it;
+//   - attributes are read before relationships, so an object's own
+//     identifier is in place when a nested object refers back to it;
 //   - numbers and booleans are stored unchanged when the attribute takes
-//     them; a numeric attribute given text that is a number stores the
-//     number; an attribute of another kind keeps its current value;
+//     them (integers in the attribute's range, 0/1 and true/false for
+//     booleans); a numeric attribute given text that is a number stores the
+//     number; a value the attribute cannot hold is not stored (the attribute
+//     keeps its current value, so a later save cannot fail on it) and gets a
+//     console line;
 //   - null stores an absent value (and clears a to-one relationship);
 //   - text becomes a date for date attributes only; a text attribute keeps
-//     text that happens to look like a date;
+//     text that happens to look like a date; a date attribute keeps its
+//     value when the text is not a whole DATE_TIME_FORMAT date;
+//   - binary attributes are written and read as arrays of byte values;
 //   - a dictionary under a transformable attribute is stored as the value;
 //   - a nested dictionary under a relationship key becomes a new object of
 //     the entity it names (its "entityName"); one without "entityName" is
@@ -76,7 +83,9 @@ class NSManagedObjectEx : public graph::ManagedObject {
   // Replaces the content of a to-many relationship with the objects, in
   // their order.
   void setRelation(std::string_view name, const std::vector<graph::ManagedObject*>& relatedObjects);
-  // Sets a to-one relationship (null clears it).
+  // Sets a to-one relationship (null clears it). On a to-many relationship
+  // the object becomes its only member (null empties it): a braced list of
+  // one, setRelation(name, {object}), picks this overload.
   void setRelation(std::string_view name, graph::ManagedObject* relatedObject);
 
   // The record class's name ("Patient2").
