@@ -1,0 +1,27 @@
+#pragma once
+
+// The twenty-one recovery-path entity classes, their vocabularies and the
+// model that holds them.
+#include "orbelin/model2/alert2.h"
+#include "orbelin/model2/appoitment2.h"
+#include "orbelin/model2/bed2.h"
+#include "orbelin/model2/booklet_section2.h"
+#include "orbelin/model2/dated_value2.h"
+#include "orbelin/model2/hospital_model.h"
+#include "orbelin/model2/information_booklet2.h"
+#include "orbelin/model2/instruction2.h"
+#include "orbelin/model2/instruction_action2.h"
+#include "orbelin/model2/medical_test2.h"
+#include "orbelin/model2/medication2.h"
+#include "orbelin/model2/message2.h"
+#include "orbelin/model2/multi_media2.h"
+#include "orbelin/model2/note2.h"
+#include "orbelin/model2/patient2.h"
+#include "orbelin/model2/recovery_path2.h"
+#include "orbelin/model2/room2.h"
+#include "orbelin/model2/shift2.h"
+#include "orbelin/model2/staff_member2.h"
+#include "orbelin/model2/task2.h"
+#include "orbelin/model2/test_result2.h"
+#include "orbelin/model2/vital2.h"
+#include "orbelin/model2/vocabulary.h"

@@ -1,0 +1,746 @@
+#include "orbelin/model2/entities.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "orbelin/graph/coordinator.h"
+#include "orbelin/platform/host_environment.h"
+#include "orbelin/stores2/object_store.h"
+#include "support/test_support.h"
+
+namespace orbelin::model2 {
+namespace {
+
+using graph::AttributeType;
+using graph::ManagedObject;
+using namespace std::chrono_literals;
+
+// The whole catalogue, one row per property in declaration order: the
+// attribute's kind, or the relationship's shape ("one", "many", "ordered"),
+// destination entity and inverse.
+struct Row {
+  const char* entity;
+  const char* property;
+  const char* shape;
+};
+const Row kCatalogue[] = {
+    {"Alert", "alertId", "text"},
+    {"Alert", "shortDesc", "text"},
+    {"Alert", "category", "text"},
+    {"Alert", "severity", "text"},
+    {"Alert", "created", "date"},
+    {"Alert", "lastModified", "date"},
+    {"Alert", "longDesc", "text"},
+    {"Alert", "patient", "one Patient.alerts"},
+    {"Appoitment", "shortDesc", "text"},
+    {"Appoitment", "dateTime", "date"},
+    {"Appoitment", "recoveryPath", "one RecoveryPath.appoitments"},
+    {"Appoitment", "status", "text"},
+    {"Appoitment", "longDesc", "text"},
+    {"Appoitment", "location", "text"},
+    {"Appoitment", "withStaffMembers", "many StaffMember.appoitments"},
+    {"Bed", "bedNumber", "text"},
+    {"Bed", "room", "one Room.beds"},
+    {"Bed", "patient", "one Patient.bed"},
+    {"BookletSection", "category", "text"},
+    {"BookletSection", "title", "text"},
+    {"BookletSection", "body", "text"},
+    {"BookletSection", "informationBooklet", "one InformationBooklet.sections"},
+    {"BookletSection", "multiMedias", "ordered MultiMedia.bookletSection"},
+    {"DatedValue", "date", "date"},
+    {"DatedValue", "value", "text"},
+    {"DatedValue", "patient_allergy", "one Patient.allergies"},
+    {"DatedValue", "patient_barrier", "one Patient.barriers"},
+    {"DatedValue", "patient_diagnosis", "one Patient.diagnoses"},
+    {"DatedValue", "patient_roundingNote", "one Patient.roundingNotes"},
+    {"DatedValue", "patient_symptom", "one Patient.symptoms"},
+    {"DatedValue", "patient_immunization", "one Patient.immunizations"},
+    {"DatedValue", "patient_diet", "one Patient.diets"},
+    {"InformationBooklet", "bookletId", "text"},
+    {"InformationBooklet", "title", "text"},
+    {"InformationBooklet", "shortDesc", "text"},
+    {"InformationBooklet", "longDesc", "text"},
+    {"InformationBooklet", "provider", "text"},
+    {"InformationBooklet", "created", "date"},
+    {"InformationBooklet", "lastModified", "date"},
+    {"InformationBooklet", "recoveryPaths", "many RecoveryPath.informationBooklets"},
+    {"InformationBooklet", "sections", "ordered BookletSection.informationBooklet"},
+    {"Instruction", "shortDesc", "text"},
+    {"Instruction", "status", "text"},
+    {"Instruction", "longDesc", "text"},
+    {"Instruction", "educationURL", "text"},
+    {"Instruction", "imageURL", "text"},
+    {"Instruction", "startDateTime", "date"},
+    {"Instruction", "frequency", "text"},
+    {"Instruction", "frequencyUnit", "int32"},
+    {"Instruction", "createdAt", "date"},
+    {"Instruction", "completedAt", "date"},
+    {"Instruction", "needsReminder", "bool"},
+    {"Instruction", "actions", "many InstructionAction.instruction"},
+    {"Instruction", "issuedBy", "one StaffMember.issuedInstructions"},
+    {"Instruction", "recoveryPath", "one RecoveryPath.instructions"},
+    {"Instruction", "medication", "one Medication.instruction"},
+    {"Instruction", "task", "one Task.instruction"},
+    {"InstructionAction", "type", "text"},
+    {"InstructionAction", "timeStamp", "date"},
+    {"InstructionAction", "instruction", "one Instruction.actions"},
+    {"InstructionAction", "comments", "text"},
+    {"MedicalTest", "testId", "text"},
+    {"MedicalTest", "shortDesc", "text"},
+    {"MedicalTest", "dateTime", "date"},
+    {"MedicalTest", "longDesc", "text"},
+    {"MedicalTest", "normalMax", "double"},
+    {"MedicalTest", "normalMin", "double"},
+    {"MedicalTest", "technicianId", "text"},
+    {"MedicalTest", "recoveryPath", "one RecoveryPath.medicalTests"},
+    {"MedicalTest", "results", "many TestResult.test"},
+    {"Medication", "name", "text"},
+    {"Medication", "commonName", "text"},
+    {"Medication", "drugIdentificationNumber", "text"},
+    {"Medication", "dosage", "text"},
+    {"Medication", "instruction", "one Instruction.medication"},
+    {"Medication", "recoveryPath", "one RecoveryPath.medications"},
+    {"Message", "messageId", "text"},
+    {"Message", "from", "text"},
+    {"Message", "to", "text"},
+    {"Message", "body", "text"},
+    {"Message", "timeStamp", "date"},
+    {"Message", "category", "text"},
+    {"Message", "priority", "text"},
+    {"Message", "status", "text"},
+    {"Message", "thread", "text"},
+    {"Message", "patient", "one Patient.pertainingMessages"},
+    {"Message", "task", "one Task.messages"},
+    {"MultiMedia", "mimeType", "text"},
+    {"MultiMedia", "binaryData", "binary"},
+    {"MultiMedia", "thumbnailURL", "text"},
+    {"MultiMedia", "url", "text"},
+    {"MultiMedia", "bookletSection", "one BookletSection.multiMedias"},
+    {"MultiMedia", "note", "one Note.multiMedia"},
+    {"MultiMedia", "testResult", "one TestResult.imagery"},
+    {"Note", "created", "date"},
+    {"Note", "lastModified", "date"},
+    {"Note", "dictionary", "dictionary"},
+    {"Note", "number", "double"},
+    {"Note", "text", "text"},
+    {"Note", "multiMedia", "one MultiMedia.note"},
+    {"Note", "vital", "one Vital.measurement"},
+    {"Patient", "patientId", "text"},
+    {"Patient", "firstName", "text"},
+    {"Patient", "lastName", "text"},
+    {"Patient", "gender", "text"},
+    {"Patient", "birthDate", "date"},
+    {"Patient", "acuity", "text"},
+    {"Patient", "ambulatoryStatus", "text"},
+    {"Patient", "physicianName", "text"},
+    {"Patient", "status", "text"},
+    {"Patient", "alerts", "many Alert.patient"},
+    {"Patient", "allergies", "many DatedValue.patient_allergy"},
+    {"Patient", "barriers", "many DatedValue.patient_barrier"},
+    {"Patient", "bed", "one Bed.patient"},
+    {"Patient", "diagnoses", "many DatedValue.patient_diagnosis"},
+    {"Patient", "diets", "many DatedValue.patient_diet"},
+    {"Patient", "immunizations", "many DatedValue.patient_immunization"},
+    {"Patient", "pertainingMessages", "many Message.patient"},
+    {"Patient", "pertainingTasks", "many Task.pertainingPatient"},
+    {"Patient", "recoveryPath", "one RecoveryPath.patient"},
+    {"Patient", "room", "one Room.patients"},
+    {"Patient", "roundedBy", "one StaffMember.roundingPatients"},
+    {"Patient", "roundingNotes", "many DatedValue.patient_roundingNote"},
+    {"Patient", "symptoms", "many DatedValue.patient_symptom"},
+    {"Patient", "vitals", "many Vital.pateint"},
+    {"RecoveryPath", "patient", "one Patient.recoveryPath"},
+    {"RecoveryPath", "admissionDate", "date"},
+    {"RecoveryPath", "dischargeDate", "date"},
+    {"RecoveryPath", "dischargeDisposition", "text"},
+    {"RecoveryPath", "dischargeApprovalState", "text"},
+    {"RecoveryPath", "appoitments", "ordered Appoitment.recoveryPath"},
+    {"RecoveryPath", "careTeam", "many StaffMember.careMemberIn"},
+    {"RecoveryPath", "informationBooklets", "many InformationBooklet.recoveryPaths"},
+    {"RecoveryPath", "instructions", "many Instruction.recoveryPath"},
+    {"RecoveryPath", "medicalTests", "many MedicalTest.recoveryPath"},
+    {"RecoveryPath", "medications", "many Medication.recoveryPath"},
+    {"Room", "roomNumber", "text"},
+    {"Room", "floor", "text"},
+    {"Room", "unit", "text"},
+    {"Room", "beds", "many Bed.room"},
+    {"Room", "patients", "many Patient.room"},
+    {"Shift", "title", "text"},
+    {"Shift", "durationinHours", "int32"},
+    {"Shift", "startDateTime", "date"},
+    {"Shift", "endDateTime", "date"},
+    {"Shift", "staffMember", "one StaffMember.shifts"},
+    {"StaffMember", "staffId", "text"},
+    {"StaffMember", "firstName", "text"},
+    {"StaffMember", "lastName", "text"},
+    {"StaffMember", "role", "text"},
+    {"StaffMember", "phoneNumber", "text"},
+    {"StaffMember", "email", "text"},
+    {"StaffMember", "faceTimeId", "text"},
+    {"StaffMember", "profilePictureURL", "text"},
+    {"StaffMember", "analyzedResults", "many TestResult.analyzedBy"},
+    {"StaffMember", "appoitments", "many Appoitment.withStaffMembers"},
+    {"StaffMember", "issuedInstructions", "many Instruction.issuedBy"},
+    {"StaffMember", "careMemberIn", "many RecoveryPath.careTeam"},
+    {"StaffMember", "shifts", "many Shift.staffMember"},
+    {"StaffMember", "tasks", "many Task.owner"},
+    {"StaffMember", "roundingPatients", "many Patient.roundedBy"},
+    {"Task", "type", "text"},
+    {"Task", "instruction", "one Instruction.task"},
+    {"Task", "owner", "one StaffMember.tasks"},
+    {"Task", "group", "text"},
+    {"Task", "messages", "many Message.task"},
+    {"Task", "pertainingPatient", "one Patient.pertainingTasks"},
+    {"TestResult", "abnormal", "bool"},
+    {"TestResult", "analysis", "text"},
+    {"TestResult", "timeStamp", "date"},
+    {"TestResult", "test", "one MedicalTest.results"},
+    {"TestResult", "analyzedBy", "one StaffMember.analyzedResults"},
+    {"TestResult", "imagery", "one MultiMedia.testResult"},
+    {"Vital", "type", "text"},
+    {"Vital", "measurement", "one Note.vital"},
+    {"Vital", "pateint", "one Patient.vitals"},
+    {"Vital", "comments", "text"},
+};
+
+std::string attributeKind(AttributeType type) {
+  switch (type) {
+    case AttributeType::String:
+      return "text";
+    case AttributeType::Date:
+      return "date";
+    case AttributeType::Boolean:
+      return "bool";
+    case AttributeType::Integer32:
+      return "int32";
+    case AttributeType::Double:
+      return "double";
+    case AttributeType::Binary:
+      return "binary";
+    case AttributeType::Transformable:
+      return "dictionary";
+    default:
+      return "other";
+  }
+}
+
+std::string shapeOf(const graph::EntityDescription& entity, const graph::PropertyRef& property) {
+  if (property.isAttribute) return attributeKind(entity.attributes()[property.index].type);
+  const auto& relationship = entity.relationships()[property.index];
+  std::string shape = !relationship.toMany ? "one" : relationship.ordered ? "ordered" : "many";
+  return shape + " " + relationship.destinationName + "." + relationship.inverseName;
+}
+
+std::string propertyName(const graph::EntityDescription& entity,
+                         const graph::PropertyRef& property) {
+  return property.isAttribute ? entity.attributes()[property.index].name
+                              : entity.relationships()[property.index].name;
+}
+
+using Listing = std::map<std::string, std::vector<std::pair<std::string, std::string>>>;
+
+TEST(HospitalModel, MatchesTheCatalogueProperty_by_property) {
+  auto model = buildHospitalModel();
+  ASSERT_NE(model, nullptr);
+  Listing expected;
+  for (const Row& row : kCatalogue) expected[row.entity].emplace_back(row.property, row.shape);
+  Listing actual;
+  for (const auto& entity : model->entities())
+    for (const auto& property : entity->properties())
+      actual[entity->name()].emplace_back(propertyName(*entity, property),
+                                          shapeOf(*entity, property));
+  EXPECT_EQ(actual.size(), 21u);
+  for (const auto& [name, properties] : expected) {
+    SCOPED_TRACE(name);
+    ASSERT_TRUE(actual.count(name));
+    EXPECT_EQ(actual[name], properties);
+  }
+  EXPECT_EQ(actual, expected);
+}
+
+// Class, entity name, identifier attribute and relations left out of the
+// dictionary form (in order), per entity.
+struct ClassRow {
+  const char* entity;
+  const char* className;
+  std::optional<std::string> identifier;
+  std::vector<std::string> ignored;
+};
+const ClassRow kClasses[] = {
+    {"Alert", "Alert2", "alertId", {"patient"}},
+    {"Appoitment", "Appoitment2", std::nullopt, {"recoveryPath"}},
+    {"Bed", "Bed2", "bedNumber", {}},
+    {"BookletSection", "BookletSection2", std::nullopt, {"informationBooklet"}},
+    {"DatedValue",
+     "DatedValue2",
+     std::nullopt,
+     {"patient_allergy", "patient_barrier", "patient_diagnosis", "patient_roundingNote",
+      "patient_symptom", "patient_immunization", "patient_diet"}},
+    {"InformationBooklet", "InformationBooklet2", "bookletId", {"recoveryPaths"}},
+    {"Instruction", "Instruction2", std::nullopt, {"recoveryPath", "medication", "task"}},
+    {"InstructionAction", "InstructionAction2", std::nullopt, {"instruction"}},
+    {"MedicalTest", "MedicalTest2", "testId", {"recoveryPath"}},
+    {"Medication", "Medication2", std::nullopt, {"recoveryPath"}},
+    {"Message", "Message2", "messageId", {"patient", "task"}},
+    {"MultiMedia", "MultiMedia2", std::nullopt, {"bookletSection", "note", "testResult"}},
+    {"Note", "Note2", std::nullopt, {"multiMedia", "vital"}},
+    {"Patient", "Patient2", "patientId", {}},
+    {"RecoveryPath", "RecoveryPath2", std::nullopt, {"patient"}},
+    {"Room", "Room2", "roomNumber", {}},
+    {"Shift", "Shift2", std::nullopt, {"staffMember"}},
+    {"StaffMember",
+     "StaffMember2",
+     "staffId",
+     {"analyzedResults", "appoitments", "issuedInstructions", "careMemberIn"}},
+    {"Task", "Task2", std::nullopt, {}},
+    {"TestResult", "TestResult2", std::nullopt, {"test"}},
+    {"Vital", "Vital2", std::nullopt, {"pateint"}},
+};
+
+// Every answer here comes from an unattached prototype, the way the mapping
+// base asks for a destination's identifier: no override may need a context.
+TEST(HospitalModel, ClassesNameTheirEntityIdentifierAndIgnoredRelations) {
+  auto model = buildHospitalModel();
+  ASSERT_NE(model, nullptr);
+  for (const ClassRow& row : kClasses) {
+    SCOPED_TRACE(row.entity);
+    const graph::EntityDescription* entity = model->entity(row.entity);
+    ASSERT_NE(entity, nullptr);
+    EXPECT_EQ(entity->managedObjectClassName(), row.className);
+    auto prototype = entity->makeObject();
+    auto* object = dynamic_cast<NSManagedObjectEx*>(prototype.get());
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(object->className(), row.entity);
+    EXPECT_EQ(object->externalObjectIdName(), row.identifier);
+    EXPECT_EQ(NSManagedObjectEx::externalObjectIdNameOf(*entity), row.identifier);
+    std::vector<std::string> ignored;
+    for (const auto& relationship : entity->relationships()) {
+      if (object->ignoreRelation(relationship.name)) ignored.push_back(relationship.name);
+      std::string capital = relationship.name;
+      capital[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(capital[0])));
+      EXPECT_FALSE(object->ignoreRelation(capital)) << "whole text, case-sensitive";
+      EXPECT_FALSE(object->ignoreRelation(relationship.name + " "));
+    }
+    std::vector<std::string> expected = row.ignored;
+    std::sort(expected.begin(), expected.end());
+    std::sort(ignored.begin(), ignored.end());
+    EXPECT_EQ(ignored, expected);
+    EXPECT_FALSE(object->ignoreRelation(""));
+  }
+}
+
+std::vector<std::string> names(std::span<const std::string_view> list) {
+  return {list.begin(), list.end()};
+}
+
+TEST(HospitalModel, IgnoredRelationListsKeepTheirOrder) {
+  DatedValue2 datedValue;
+  EXPECT_EQ(names(datedValue.ignoreRelations()),
+            (std::vector<std::string>{"patient_allergy", "patient_barrier", "patient_diagnosis",
+                                      "patient_roundingNote", "patient_symptom",
+                                      "patient_immunization", "patient_diet"}));
+  StaffMember2 staff;
+  EXPECT_EQ(names(staff.ignoreRelations()),
+            (std::vector<std::string>{"analyzedResults", "appoitments", "issuedInstructions",
+                                      "careMemberIn"}));
+  Instruction2 instruction;
+  EXPECT_EQ(names(instruction.ignoreRelations()),
+            (std::vector<std::string>{"recoveryPath", "medication", "task"}));
+  Vital2 vital;
+  EXPECT_TRUE(vital.ignoreRelation("pateint"));
+  EXPECT_FALSE(vital.ignoreRelation("patient"));
+  Bed2 bed;
+  EXPECT_FALSE(bed.ignoreRelation("patient"));
+  Message2 message;
+  EXPECT_TRUE(message.ignoreRelation("task"));
+  Alert2 alert;
+  EXPECT_TRUE(alert.ignoreRelation("patient"));
+}
+
+Date at(double secondsSince1970) {
+  return dateFromSeconds(secondsSince1970);
+}
+
+// Entities in an in-memory store, filled through setProperties.
+class EntitiesTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    auto model = buildHospitalModel();
+    ASSERT_NE(model, nullptr);
+    coordinator = std::make_shared<graph::PersistentStoreCoordinator>(model);
+    ASSERT_TRUE(coordinator->addPersistentStore(graph::StoreType::InMemory, {}).ok());
+    context.setPersistentStoreCoordinator(coordinator);
+  }
+  template <typename T>
+  T* make(std::string_view entity) {
+    T* object = context.insertNew<T>(entity);
+    EXPECT_NE(object, nullptr) << entity;
+    return object;
+  }
+  Patient2* patient(const std::string& id) {
+    auto* made = make<Patient2>("Patient");
+    made->setProperties({.patientId = id,
+                         .firstName = "Ann",
+                         .lastName = "Lee",
+                         .gender = GenderEnum::Female,
+                         .birthDate = at(-86400.0 * 365)});
+    return made;
+  }
+  DatedValue2* entry(const std::string& text) {
+    auto* made = make<DatedValue2>("DatedValue");
+    made->setProperties({.date = at(1.4e9), .value = text});
+    return made;
+  }
+  Appoitment2* appointment(const std::string& text, RecoveryPath2* path) {
+    auto* made = make<Appoitment2>("Appoitment");
+    made->setProperties({.shortDesc = text, .dateTime = at(1.5e9), .recoveryPath = path});
+    return made;
+  }
+
+  std::shared_ptr<graph::PersistentStoreCoordinator> coordinator;
+  graph::ManagedObjectContext context;
+};
+
+template <typename T>
+std::vector<std::string> shortDescs(const std::vector<T*>& objects) {
+  std::vector<std::string> texts;
+  for (T* object : objects) texts.push_back(object->shortDesc().value_or("?"));
+  return texts;
+}
+
+TEST_F(EntitiesTest, RequiredArgumentsAlwaysWrittenAbsentOptionalsLeaveValues) {
+  auto* p = make<Patient2>("Patient");
+  auto* bed = make<Bed2>("Bed");
+  p->setValue("physicianName", "Dr Stone");
+  p->setValue("acuity", "kept");
+  p->setObject("bed", bed);
+  p->setProperties({.patientId = "p1",
+                    .firstName = "Ann",
+                    .lastName = "Lee",
+                    .gender = GenderEnum::Unspecified,
+                    .birthDate = at(1000)});
+  EXPECT_EQ(p->patientId(), "p1");
+  EXPECT_EQ(p->firstName(), "Ann");
+  EXPECT_EQ(p->lastName(), "Lee");
+  EXPECT_EQ(p->gender(), "Unspecified");
+  EXPECT_EQ(p->birthDate(), at(1000));
+  EXPECT_EQ(p->physicianName(), "Dr Stone");
+  EXPECT_EQ(p->acuity(), "kept");
+  EXPECT_EQ(p->bed(), bed) << "an absent to-one argument does not unlink";
+  EXPECT_EQ(p->status(), std::nullopt);
+
+  p->setProperties({.patientId = "p2",
+                    .firstName = "",
+                    .lastName = "Lee",
+                    .gender = GenderEnum::Male,
+                    .birthDate = at(2000),
+                    .acuity = PatientAcuityEnum::FMTODO,
+                    .status = PatientStatusEnum::ReadyToDischarge});
+  EXPECT_EQ(p->patientId(), "p2");
+  EXPECT_EQ(p->firstName(), "") << "values are not validated";
+  EXPECT_EQ(p->gender(), "Male");
+  EXPECT_EQ(p->acuity(), "flush this out");
+  EXPECT_EQ(p->status(), "Ready To Discharge");
+  EXPECT_EQ(p->physicianName(), "Dr Stone");
+  EXPECT_EQ(p->bed(), bed);
+  EXPECT_EQ(bed->patient(), p) << "the inverse follows";
+}
+
+TEST_F(EntitiesTest, PresentListsReplaceAbsentListsKeepEmptyListsEmpty) {
+  Patient2* p = patient("p1");
+  DatedValue2* a = entry("peanuts");
+  DatedValue2* b = entry("latex");
+  DatedValue2* c = entry("penicillin");
+  p->setProperties({.patientId = "p1",
+                    .firstName = "Ann",
+                    .lastName = "Lee",
+                    .gender = GenderEnum::Female,
+                    .birthDate = at(0),
+                    .allergies = std::vector{a, b},
+                    .symptoms = std::vector{c}});
+  EXPECT_EQ(p->allergies().size(), 2u);
+  EXPECT_EQ(a->object("patient_allergy"), p);
+  EXPECT_EQ(c->object("patient_symptom"), p);
+  EXPECT_EQ(a->object("patient_symptom"), nullptr) << "only the list's own inverse";
+
+  p->setProperties({.patientId = "p1",
+                    .firstName = "Ann",
+                    .lastName = "Lee",
+                    .gender = GenderEnum::Female,
+                    .birthDate = at(0),
+                    .allergies = std::vector{c}});
+  EXPECT_EQ(p->allergies(), std::vector<DatedValue2*>{c}) << "replaced, not added to";
+  EXPECT_EQ(a->object("patient_allergy"), nullptr);
+  EXPECT_EQ(p->symptoms(), std::vector<DatedValue2*>{c}) << "absent list unchanged";
+
+  p->setProperties({.patientId = "p1",
+                    .firstName = "Ann",
+                    .lastName = "Lee",
+                    .gender = GenderEnum::Female,
+                    .birthDate = at(0),
+                    .allergies = std::vector<DatedValue2*>{}});
+  EXPECT_TRUE(p->allergies().empty());
+  EXPECT_EQ(c->object("patient_allergy"), nullptr);
+  EXPECT_EQ(p->symptoms().size(), 1u);
+}
+
+TEST_F(EntitiesTest, ToOneArgumentsLinkBothSides) {
+  Patient2* p = patient("p1");
+  auto* room = make<Room2>("Room");
+  room->setProperties({.roomNumber = "3A",
+                       .floor = "3",
+                       .unit = HospitalUnitEnum::FMTODO,
+                       .patients = std::vector{p}});
+  EXPECT_EQ(room->unit(), "is it needed? or shall it be left as free form text?");
+  EXPECT_EQ(p->room(), room);
+  auto* first = make<Bed2>("Bed");
+  first->setProperties({.bedNumber = "3A-1", .room = room, .patient = p});
+  EXPECT_EQ(p->bed(), first);
+  EXPECT_EQ(room->beds(), std::vector<Bed2*>{first});
+  auto* second = make<Bed2>("Bed");
+  second->setProperties({.bedNumber = "3A-2", .room = room, .patient = p});
+  EXPECT_EQ(p->bed(), second) << "one-to-one: the new bed takes the patient";
+  EXPECT_EQ(first->patient(), nullptr);
+  EXPECT_EQ(room->beds().size(), 2u);
+
+  auto* note = make<Note2>("Note");
+  note->setProperties({.created = at(10), .lastModified = at(20), .text = "7/10"});
+  auto* vital = make<Vital2>("Vital");
+  vital->setProperties(
+      {.type = VitalTypeEnum::RepiratoryRate, .measurement = note, .pateint = p, .comments = "ok"});
+  EXPECT_EQ(vital->type(), "Repiratory Rate");
+  EXPECT_EQ(note->vital(), vital);
+  EXPECT_EQ(p->vitals(), std::vector<Vital2*>{vital});
+  EXPECT_EQ(vital->pateint(), p);
+}
+
+TEST_F(EntitiesTest, VocabularyArgumentsStoreTheirRawValues) {
+  auto* staff = make<StaffMember2>("StaffMember");
+  staff->setProperties({.staffId = "s1",
+                        .firstName = "Bo",
+                        .lastName = "Kim",
+                        .role = StaffMemberRoleEnum::ChargeNurse,
+                        .phoneNumber = "555"});
+  EXPECT_EQ(staff->role(), "Charge Nurse");
+  EXPECT_EQ(staff->value("role").stringValue(), "Charge Nurse");
+  auto* instruction = make<Instruction2>("Instruction");
+  instruction->setProperties({.shortDesc = "walk", .status = InstructionStatusEnum::Delegated});
+  auto* task = make<Task2>("Task");
+  task->setProperties({.type = TaskTypeEnum::FMTODO,
+                       .instruction = instruction,
+                       .owner = staff,
+                       .group = TaskGroupEnum::FMTODO});
+  EXPECT_EQ(task->type(), "flush it out");
+  EXPECT_EQ(task->group(), "is it needed? or shall it be left as free form text?");
+  EXPECT_EQ(instruction->task(), task);
+  EXPECT_EQ(staff->tasks(), std::vector<Task2*>{task});
+  auto* alert = make<Alert2>("Alert");
+  alert->setProperties({.alertId = "a1",
+                        .shortDesc = "mood",
+                        .category = AlertCategoryEnum::FMTODO,
+                        .severity = AlertSeverityEnum::Low,
+                        .created = at(1),
+                        .lastModified = at(2)});
+  EXPECT_EQ(alert->category(), "what else?");
+  EXPECT_EQ(alert->severity(), "Low");
+  auto* message = make<Message2>("Message");
+  message->setProperties({.messageId = "m1",
+                          .from = "s1",
+                          .to = "s2",
+                          .body = "hi",
+                          .timeStamp = at(3),
+                          .category = MessageCategoryEnum::Patient,
+                          .priority = MessagePriorityEnum::High,
+                          .status = MessageStatusEnum::Undefined,
+                          .task = task});
+  EXPECT_EQ(message->category(), "Patient");
+  EXPECT_EQ(message->priority(), "High");
+  EXPECT_EQ(message->status(), "Undefined");
+  EXPECT_EQ(task->messages(), std::vector<Message2*>{message});
+}
+
+TEST_F(EntitiesTest, NumbersBytesAndDictionariesAreStoredBoxed) {
+  auto* staff = make<StaffMember2>("StaffMember");
+  auto* shift = make<Shift2>("Shift");
+  shift->setProperties({.title = "night",
+                        .durationinHours = 8,
+                        .startDateTime = at(0),
+                        .endDateTime = at(8 * 3600),
+                        .staffMember = staff});
+  EXPECT_EQ(shift->value("durationinHours").integer(), 8);
+  EXPECT_EQ(shift->durationinHours(), 8);
+  EXPECT_EQ(staff->shifts(), std::vector<Shift2*>{shift});
+
+  auto* instruction = make<Instruction2>("Instruction");
+  instruction->setProperties({.shortDesc = "pills",
+                              .status = InstructionStatusEnum::Issued,
+                              .frequency = InstructionFrequencyEnum::Hour,
+                              .frequencyUnit = 4,
+                              .needsReminder = true});
+  EXPECT_EQ(instruction->value("needsReminder").boolean(), true);
+  EXPECT_EQ(instruction->needsReminder(), true);
+  EXPECT_EQ(instruction->frequencyUnit(), 4);
+  EXPECT_EQ(instruction->frequency(), "Hour");
+  EXPECT_EQ(instruction->completedAt(), std::nullopt);
+
+  auto* test = make<MedicalTest2>("MedicalTest");
+  test->setProperties({.testId = "t1",
+                       .shortDesc = "glucose",
+                       .dateTime = at(5),
+                       .normalMax = 7.8,
+                       .normalMin = 3.9});
+  auto* result = make<TestResult2>("TestResult");
+  result->setProperties({.abnormal = false,
+                         .analysis = "fine",
+                         .timeStamp = at(6),
+                         .test = test,
+                         .analyzedBy = staff});
+  EXPECT_EQ(result->abnormal(), false) << "a required false is still written";
+  EXPECT_EQ(test->normalMax(), 7.8);
+  EXPECT_EQ(test->results(), std::vector<TestResult2*>{result});
+  EXPECT_EQ(staff->analyzedResults(), std::vector<TestResult2*>{result});
+
+  auto* media = make<MultiMedia2>("MultiMedia");
+  media->setProperties({.mimeType = "image/png",
+                        .binaryData = graph::Bytes{0x89, 0x50, 0x00, 0xff},
+                        .testResult = result});
+  EXPECT_EQ(media->binaryData(), (graph::Bytes{0x89, 0x50, 0x00, 0xff}));
+  EXPECT_EQ(result->imagery(), media);
+  auto* note = make<Note2>("Note");
+  Dictionary values{{"systolic", 120}, {"diastolic", 80}};
+  note->setProperties({.created = at(1),
+                       .lastModified = at(2),
+                       .dictionary = values,
+                       .number = 36.6,
+                       .multiMedia = media});
+  EXPECT_EQ(note->dictionary(), values);
+  EXPECT_EQ(note->number(), 36.6);
+  EXPECT_EQ(media->note(), note);
+}
+
+TEST_F(EntitiesTest, OrderedRelationshipsFollowTheListOrder) {
+  auto* path = make<RecoveryPath2>("RecoveryPath");
+  Patient2* p = patient("p1");
+  path->setProperties({.patient = p});
+  EXPECT_EQ(p->recoveryPath(), path);
+  Appoitment2* a = appointment("A", nullptr);
+  Appoitment2* b = appointment("B", nullptr);
+  Appoitment2* c = appointment("C", nullptr);
+  path->setProperties({.patient = p, .appoitments = std::vector{a, b, c}});
+  EXPECT_EQ(shortDescs(path->appoitments()), (std::vector<std::string>{"A", "B", "C"}));
+  EXPECT_EQ(b->recoveryPath(), path);
+  path->setProperties({.patient = p, .appoitments = std::vector{c, a}});
+  EXPECT_EQ(shortDescs(path->appoitments()), (std::vector<std::string>{"C", "A"}));
+  EXPECT_EQ(b->recoveryPath(), nullptr);
+  EXPECT_EQ(a->recoveryPath(), path);
+  // The required argument of an appointment moves it to the end of its path.
+  appointment("D", path);
+  EXPECT_EQ(shortDescs(path->appoitments()), (std::vector<std::string>{"C", "A", "D"}));
+
+  auto* booklet = make<InformationBooklet2>("InformationBooklet");
+  booklet->setProperties({.bookletId = "b1", .title = "Knee"});
+  std::vector<BookletSection2*> sections;
+  for (auto category : {BookletSectionCategoryEnum::Other, BookletSectionCategoryEnum::Diet,
+                        BookletSectionCategoryEnum::ContactUs}) {
+    auto* section = make<BookletSection2>("BookletSection");
+    section->setProperties({.category = category,
+                            .title = std::string(rawValue(category)),
+                            .body = "...",
+                            .informationBooklet = booklet});
+    sections.push_back(section);
+  }
+  EXPECT_EQ(booklet->sections(), sections);
+  EXPECT_EQ(sections[2]->category(), "Contact Us");
+  booklet->setProperties(
+      {.bookletId = "b1", .title = "Knee", .sections = std::vector{sections[2], sections[0]}});
+  EXPECT_EQ(booklet->sections(), (std::vector{sections[2], sections[0]}));
+  EXPECT_EQ(sections[1]->informationBooklet(), nullptr);
+}
+
+TEST_F(EntitiesTest, ManyToManyRelationshipsKeepBothSidesInStep) {
+  auto* first = make<RecoveryPath2>("RecoveryPath");
+  auto* second = make<RecoveryPath2>("RecoveryPath");
+  first->setProperties({.patient = patient("p1")});
+  second->setProperties({.patient = patient("p2")});
+  auto* s1 = make<StaffMember2>("StaffMember");
+  auto* s2 = make<StaffMember2>("StaffMember");
+  first->setProperties({.patient = first->patient(), .careTeam = std::vector{s1, s2}});
+  second->setProperties({.patient = second->patient(), .careTeam = std::vector{s1}});
+  EXPECT_EQ(s1->careMemberIn().size(), 2u);
+  EXPECT_EQ(s2->careMemberIn(), std::vector<RecoveryPath2*>{first});
+  s1->setProperties({.staffId = "s1",
+                     .firstName = "Bo",
+                     .lastName = "Kim",
+                     .role = StaffMemberRoleEnum::Pharmacist,
+                     .phoneNumber = "1",
+                     .careMemberIn = std::vector{second}});
+  EXPECT_EQ(first->careTeam(), std::vector<StaffMember2*>{s2});
+  EXPECT_EQ(second->careTeam(), std::vector<StaffMember2*>{s1});
+
+  auto* booklet = make<InformationBooklet2>("InformationBooklet");
+  booklet->setProperties(
+      {.bookletId = "b1", .title = "Hip", .recoveryPaths = std::vector{first, second}});
+  EXPECT_EQ(first->informationBooklets(), std::vector<InformationBooklet2*>{booklet});
+  EXPECT_EQ(second->informationBooklets(), std::vector<InformationBooklet2*>{booklet});
+
+  Appoitment2* visit = appointment("visit", first);
+  visit->setProperties({.shortDesc = "visit",
+                        .dateTime = at(9),
+                        .recoveryPath = first,
+                        .status = AppoitmentStatusEnum::Scheduled,
+                        .withStaffMembers = std::vector{s1, s2}});
+  EXPECT_EQ(s1->appoitments(), std::vector<Appoitment2*>{visit});
+  EXPECT_EQ(s2->appoitments(), std::vector<Appoitment2*>{visit});
+  EXPECT_EQ(first->appoitments(), std::vector<Appoitment2*>{visit}) << "set again, not added twice";
+}
+
+TEST_F(EntitiesTest, ClassNamesAndExternalIdentifiers) {
+  Patient2* p = patient("p-17");
+  EXPECT_EQ(p->className(), "Patient");
+  EXPECT_EQ(NSManagedObjectEx::ClassNameAsString(*p), "Patient2");
+  EXPECT_EQ(p->externalObjectIdName(), "patientId");
+  EXPECT_EQ(p->externalObjectId(), "p-17");
+  p->setValue("patientId", "p-18");
+  EXPECT_EQ(p->externalObjectId(), "p-18") << "the current value, not the first";
+  auto* task = make<Task2>("Task");
+  EXPECT_EQ(task->className(), "Task");
+  EXPECT_EQ(task->externalObjectId(), std::nullopt);
+  EXPECT_EQ(task->externalObjectIdName(), std::nullopt);
+  auto* appoitment = make<Appoitment2>("Appoitment");
+  EXPECT_EQ(appoitment->className(), "Appoitment");
+  EXPECT_EQ(NSManagedObjectEx::ClassNameAsString(*appoitment), "Appoitment2");
+  auto* bed = make<Bed2>("Bed");
+  EXPECT_EQ(bed->externalObjectId(), std::nullopt) << "identifier attribute not set yet";
+  bed->setProperties({.bedNumber = "4", .room = nullptr});
+  EXPECT_EQ(bed->externalObjectId(), "4");
+  auto* entryValue = entry("x");
+  EXPECT_EQ(entryValue->value(), "x");
+  EXPECT_EQ(entryValue->value("value").stringValue(), "x") << "key-value access stays";
+}
+
+TEST_F(EntitiesTest, DictionaryFormLeavesOutTheIgnoredBackReferences) {
+  Patient2* p = patient("p1");
+  DatedValue2* allergy = entry("peanuts");
+  p->mutableSet("allergies").add(allergy);
+  ASSERT_EQ(allergy->object("patient_allergy"), p);
+  Dictionary form = allergy->getAsDictionary();
+  std::set<std::string> keys;
+  for (const auto& member : form) keys.insert(std::string(member.key()));
+  EXPECT_EQ(keys, (std::set<std::string>{"entityName", "date", "value"}));
+  EXPECT_EQ(form.at("entityName"), "DatedValue");
+  Dictionary patientForm = p->getAsDictionary();
+  ASSERT_TRUE(patientForm.contains("allergies"));
+  ASSERT_EQ(patientForm.at("allergies").as_array().size(), 1u);
+  EXPECT_FALSE(patientForm.at("allergies").as_array()[0].as_object().contains("patient_allergy"));
+}
+
+}  // namespace
+}  // namespace orbelin::model2
