@@ -21,6 +21,7 @@ namespace {
 
 using graph::AttributeType;
 using graph::ManagedObject;
+using orbelin::ObjectStore;
 using namespace std::chrono_literals;
 
 // The whole catalogue, one row per property in declaration order: the
@@ -247,7 +248,7 @@ std::string propertyName(const graph::EntityDescription& entity,
 
 using Listing = std::map<std::string, std::vector<std::pair<std::string, std::string>>>;
 
-TEST(HospitalModel, MatchesTheCatalogueProperty_by_property) {
+TEST(HospitalModel, MatchesTheCataloguePropertyByProperty) {
   auto model = buildHospitalModel();
   ASSERT_NE(model, nullptr);
   Listing expected;
@@ -263,7 +264,10 @@ TEST(HospitalModel, MatchesTheCatalogueProperty_by_property) {
     ASSERT_TRUE(actual.count(name));
     EXPECT_EQ(actual[name], properties);
   }
-  EXPECT_EQ(actual, expected);
+  std::string extra;
+  for (const auto& entry : actual)
+    if (!expected.count(entry.first)) extra += entry.first + " ";
+  EXPECT_EQ(extra, "") << "entities outside the catalogue";
 }
 
 // Class, entity name, identifier attribute and relations left out of the
@@ -740,6 +744,342 @@ TEST_F(EntitiesTest, DictionaryFormLeavesOutTheIgnoredBackReferences) {
   ASSERT_TRUE(patientForm.contains("allergies"));
   ASSERT_EQ(patientForm.at("allergies").as_array().size(), 1u);
   EXPECT_FALSE(patientForm.at("allergies").as_array()[0].as_object().contains("patient_allergy"));
+}
+
+// ---------------------------------------------------------------------------
+// Through the object store: every kind of property survives a save, the end
+// of the process that wrote it, and a reopen.
+
+template <typename T>
+T* create(ObjectStore& store, const char* entity) {
+  auto* object = dynamic_cast<T*>(store.createObject(entity));
+  EXPECT_NE(object, nullptr) << entity;
+  return object;
+}
+
+template <typename T>
+T* fetchOne(ObjectStore& store, const char* entity, const char* key, const std::string& text) {
+  auto found = store.fetchObjects(entity, graph::Predicate::equal(key, text),
+                                  store.backgroundQueueContext());
+  if (!found || found->size() != 1) return nullptr;
+  return dynamic_cast<T*>(found->front());
+}
+
+template <typename T, typename Read>
+std::vector<std::string> texts(const std::vector<T*>& objects, Read read) {
+  std::vector<std::string> out;
+  for (T* object : objects) out.push_back(read(object).value_or("?"));
+  return out;
+}
+std::vector<std::string> sorted(std::vector<std::string> list) {
+  std::sort(list.begin(), list.end());
+  return list;
+}
+
+// Dates to the nanosecond, on either side of 1970 and 2001.
+const Date kBirth = Date(std::chrono::nanoseconds(-1'234'567'890'123'456'789));
+const Date kAdmitted = Date(std::chrono::nanoseconds(1'429'600'000'987'654'321));
+const graph::Bytes kImage{0x89, 0x50, 0x4e, 0x47, 0x00, 0x0d, 0xff, 0x00};
+const Dictionary kPressure{{"systolic", 120}, {"unit", "mmHg"}, {"nested", {{"a", {1, 2.5}}}}};
+
+// Two patients on recovery paths sharing staff and a booklet; every ordered
+// relationship is given in an order other than the creation order.
+void writeTwoRecoveryPaths(ObjectStore& store) {
+  auto context = store.backgroundQueueContext();
+  ASSERT_NE(context, nullptr);
+  context->performAndWait([&] {
+    auto* p1 = create<Patient2>(store, "Patient");
+    auto* p2 = create<Patient2>(store, "Patient");
+    auto* path1 = create<RecoveryPath2>(store, "RecoveryPath");
+    auto* path2 = create<RecoveryPath2>(store, "RecoveryPath");
+    std::vector<StaffMember2*> staff;
+    for (const char* id : {"s1", "s2", "s3"}) {
+      staff.push_back(create<StaffMember2>(store, "StaffMember"));
+      staff.back()->setProperties({.staffId = id,
+                                   .firstName = "F",
+                                   .lastName = id,
+                                   .role = StaffMemberRoleEnum::Dietition,
+                                   .phoneNumber = "+1 555"});
+    }
+    std::vector<Appoitment2*> visits;
+    for (const char* name : {"X", "Y", "Z"}) {
+      visits.push_back(create<Appoitment2>(store, "Appoitment"));
+      visits.back()->setProperties(
+          {.shortDesc = name, .dateTime = kAdmitted, .recoveryPath = path1});
+    }
+    visits[2]->setProperties({.shortDesc = "Z",
+                              .dateTime = kAdmitted,
+                              .recoveryPath = path1,
+                              .withStaffMembers = std::vector{staff[1], staff[2]}});
+    visits[0]->setProperties({.shortDesc = "X",
+                              .dateTime = kAdmitted,
+                              .recoveryPath = path1,
+                              .withStaffMembers = std::vector{staff[0]}});
+    auto* bed = create<Bed2>(store, "Bed");
+    auto* room = create<Room2>(store, "Room");
+    room->setProperties({.roomNumber = "3A", .floor = "3", .unit = HospitalUnitEnum::FMTODO});
+    bed->setProperties({.bedNumber = "3A-1", .room = room});
+    std::vector<DatedValue2*> entries;
+    for (const char* text : {"peanuts", "latex", "cough"}) {
+      entries.push_back(create<DatedValue2>(store, "DatedValue"));
+      entries.back()->setProperties({.date = kAdmitted, .value = text});
+    }
+    p1->setProperties({.patientId = "p1",
+                       .firstName = "Zoë 🌷",
+                       .lastName = "",
+                       .gender = GenderEnum::Female,
+                       .birthDate = kBirth,
+                       .acuity = PatientAcuityEnum::FMTODO,
+                       .ambulatoryStatus = PatientAmbulatoryStatus::OnWheelchair,
+                       .physicianName = "Dr O'Neil",
+                       .status = PatientStatusEnum::ToBeAdmitted,
+                       .allergies = std::vector{entries[1], entries[0]},
+                       .bed = bed,
+                       .room = room,
+                       .symptoms = std::vector{entries[2]}});
+    p2->setProperties({.patientId = "p2",
+                       .firstName = "Al",
+                       .lastName = "Ng",
+                       .gender = GenderEnum::Male,
+                       .birthDate = kAdmitted});
+    auto* booklet = create<InformationBooklet2>(store, "InformationBooklet");
+    std::vector<BookletSection2*> sections;
+    for (const char* title : {"one", "two", "three"}) {
+      sections.push_back(create<BookletSection2>(store, "BookletSection"));
+      sections.back()->setProperties({.category = BookletSectionCategoryEnum::SelfCare,
+                                      .title = title,
+                                      .body = "b",
+                                      .informationBooklet = booklet});
+    }
+    booklet->setProperties({.bookletId = "b1",
+                            .title = "Knee",
+                            .created = kBirth,
+                            .sections = std::vector{sections[2], sections[0], sections[1]}});
+    auto* image = create<MultiMedia2>(store, "MultiMedia");
+    auto* link = create<MultiMedia2>(store, "MultiMedia");
+    image->setProperties({.mimeType = "image/png", .binaryData = kImage});
+    link->setProperties({.mimeType = "text/html", .url = "https://example.org/a"});
+    sections[0]->setProperties({.category = BookletSectionCategoryEnum::Other,
+                                .title = "one",
+                                .body = "b",
+                                .informationBooklet = booklet,
+                                .multiMedias = std::vector{link, image}});
+    path1->setProperties({.patient = p1,
+                          .admissionDate = kAdmitted,
+                          .dischargeDisposition = DischargeDispositionEnum::NursingHome,
+                          .dischargeApprovalState = DischargeApprovalStateEnum::Pending,
+                          .appoitments = std::vector{visits[2], visits[0], visits[1]},
+                          .careTeam = std::vector{staff[0], staff[1]},
+                          .informationBooklets = std::vector{booklet}});
+    path2->setProperties({.patient = p2,
+                          .careTeam = std::vector{staff[0]},
+                          .informationBooklets = std::vector{booklet}});
+    auto* instruction = create<Instruction2>(store, "Instruction");
+    instruction->setProperties({.shortDesc = "pills",
+                                .status = InstructionStatusEnum::Approved,
+                                .frequency = InstructionFrequencyEnum::MealTime,
+                                .frequencyUnit = -7,
+                                .createdAt = kBirth,
+                                .needsReminder = true,
+                                .issuedBy = staff[2],
+                                .recoveryPath = path1});
+    auto* note = create<Note2>(store, "Note");
+    note->setProperties({.created = kAdmitted,
+                         .lastModified = kAdmitted,
+                         .dictionary = kPressure,
+                         .number = 36.6,
+                         .multiMedia = image});
+    auto* vital = create<Vital2>(store, "Vital");
+    vital->setProperties(
+        {.type = VitalTypeEnum::BodyTemparture, .measurement = note, .pateint = p1});
+    auto* test = create<MedicalTest2>(store, "MedicalTest");
+    test->setProperties({.testId = "t1",
+                         .shortDesc = "glucose",
+                         .dateTime = kAdmitted,
+                         .normalMax = 7.8,
+                         .normalMin = -0.5,
+                         .recoveryPath = path1});
+    auto* result = create<TestResult2>(store, "TestResult");
+    result->setProperties(
+        {.abnormal = true, .analysis = "high", .timeStamp = kAdmitted, .test = test});
+    auto* shift = create<Shift2>(store, "Shift");
+    shift->setProperties({.title = "night",
+                          .durationinHours = 8,
+                          .startDateTime = kBirth,
+                          .endDateTime = kAdmitted,
+                          .staffMember = staff[2]});
+  });
+  ASSERT_TRUE(store.saveChanges());
+}
+
+void expectTwoRecoveryPaths(ObjectStore& store) {
+  auto* p1 = fetchOne<Patient2>(store, "Patient", "patientId", "p1");
+  auto* p2 = fetchOne<Patient2>(store, "Patient", "patientId", "p2");
+  ASSERT_NE(p1, nullptr);
+  ASSERT_NE(p2, nullptr);
+  EXPECT_EQ(p1->firstName(), "Zoë 🌷");
+  EXPECT_EQ(p1->lastName(), "");
+  EXPECT_EQ(p1->gender(), "Female");
+  EXPECT_EQ(p1->birthDate(), kBirth);
+  EXPECT_EQ(p1->acuity(), "flush this out");
+  EXPECT_EQ(p1->ambulatoryStatus(), "OnWheelchair");
+  EXPECT_EQ(p1->physicianName(), "Dr O'Neil");
+  EXPECT_EQ(p1->status(), "To Be Admitted");
+  EXPECT_EQ(sorted(texts(p1->allergies(), [](auto* e) { return e->value(); })),
+            (std::vector<std::string>{"latex", "peanuts"}));
+  EXPECT_EQ(texts(p1->symptoms(), [](auto* e) { return e->value(); }),
+            std::vector<std::string>{"cough"});
+  EXPECT_TRUE(p1->diagnoses().empty());
+  ASSERT_NE(p1->bed(), nullptr);
+  EXPECT_EQ(p1->bed()->bedNumber(), "3A-1");
+  EXPECT_EQ(p1->bed()->patient(), p1);
+  ASSERT_NE(p1->room(), nullptr);
+  EXPECT_EQ(p1->room()->unit(), "is it needed? or shall it be left as free form text?");
+  EXPECT_EQ(p1->room()->beds(), std::vector<Bed2*>{p1->bed()});
+
+  RecoveryPath2* path1 = p1->recoveryPath();
+  RecoveryPath2* path2 = p2->recoveryPath();
+  ASSERT_NE(path1, nullptr);
+  ASSERT_NE(path2, nullptr);
+  EXPECT_EQ(path1->patient(), p1);
+  EXPECT_EQ(path1->admissionDate(), kAdmitted);
+  EXPECT_EQ(path1->dischargeDate(), std::nullopt);
+  EXPECT_EQ(path1->dischargeDisposition(), "NursingHome");
+  EXPECT_EQ(path1->dischargeApprovalState(), "Pending");
+  EXPECT_EQ(texts(path1->appoitments(), [](auto* a) { return a->shortDesc(); }),
+            (std::vector<std::string>{"Z", "X", "Y"}));
+  EXPECT_EQ(sorted(texts(path1->careTeam(), [](auto* s) { return s->staffId(); })),
+            (std::vector<std::string>{"s1", "s2"}));
+  EXPECT_EQ(texts(path2->careTeam(), [](auto* s) { return s->staffId(); }),
+            std::vector<std::string>{"s1"});
+  auto* s1 = fetchOne<StaffMember2>(store, "StaffMember", "staffId", "s1");
+  auto* s3 = fetchOne<StaffMember2>(store, "StaffMember", "staffId", "s3");
+  ASSERT_NE(s1, nullptr);
+  ASSERT_NE(s3, nullptr);
+  EXPECT_EQ(s1->role(), "Dietition");
+  EXPECT_EQ(s1->careMemberIn().size(), 2u);
+  EXPECT_EQ(texts(s1->appoitments(), [](auto* a) { return a->shortDesc(); }),
+            std::vector<std::string>{"X"});
+  EXPECT_EQ(texts(s3->appoitments(), [](auto* a) { return a->shortDesc(); }),
+            std::vector<std::string>{"Z"});
+  Appoitment2* z = path1->appoitments().front();
+  EXPECT_EQ(sorted(texts(z->withStaffMembers(), [](auto* s) { return s->staffId(); })),
+            (std::vector<std::string>{"s2", "s3"}));
+
+  auto* booklet = fetchOne<InformationBooklet2>(store, "InformationBooklet", "bookletId", "b1");
+  ASSERT_NE(booklet, nullptr);
+  EXPECT_EQ(booklet->created(), kBirth);
+  EXPECT_EQ(booklet->recoveryPaths().size(), 2u);
+  EXPECT_EQ(path2->informationBooklets(), std::vector<InformationBooklet2*>{booklet});
+  auto sections = booklet->sections();
+  EXPECT_EQ(texts(sections, [](auto* s) { return s->title(); }),
+            (std::vector<std::string>{"three", "one", "two"}));
+  ASSERT_EQ(sections.size(), 3u);
+  EXPECT_EQ(sections[1]->category(), "Other");
+  EXPECT_EQ(sections[0]->category(), "Self Care");
+  auto media = sections[1]->multiMedias();
+  EXPECT_EQ(texts(media, [](auto* m) { return m->mimeType(); }),
+            (std::vector<std::string>{"text/html", "image/png"}));
+  ASSERT_EQ(media.size(), 2u);
+  EXPECT_EQ(media[0]->url(), "https://example.org/a");
+  EXPECT_EQ(media[1]->binaryData(), kImage);
+
+  ASSERT_EQ(path1->instructions().size(), 1u);
+  Instruction2* instruction = path1->instructions().front();
+  EXPECT_EQ(instruction->needsReminder(), true);
+  EXPECT_EQ(instruction->frequencyUnit(), -7);
+  EXPECT_EQ(instruction->frequency(), "MealTime");
+  EXPECT_EQ(instruction->createdAt(), kBirth);
+  EXPECT_EQ(instruction->issuedBy(), s3);
+
+  ASSERT_EQ(p1->vitals().size(), 1u);
+  Vital2* vital = p1->vitals().front();
+  EXPECT_EQ(vital->type(), "Body Temparture");
+  ASSERT_NE(vital->measurement(), nullptr);
+  EXPECT_EQ(vital->measurement()->dictionary(), kPressure);
+  EXPECT_EQ(vital->measurement()->number(), 36.6);
+  EXPECT_EQ(vital->measurement()->multiMedia(), media[1]);
+
+  ASSERT_EQ(path1->medicalTests().size(), 1u);
+  MedicalTest2* test = path1->medicalTests().front();
+  EXPECT_EQ(test->normalMax(), 7.8);
+  EXPECT_EQ(test->normalMin(), -0.5);
+  ASSERT_EQ(test->results().size(), 1u);
+  EXPECT_EQ(test->results().front()->abnormal(), true);
+  ASSERT_EQ(s3->shifts().size(), 1u);
+  EXPECT_EQ(s3->shifts().front()->durationinHours(), 8);
+  EXPECT_EQ(s3->shifts().front()->endDateTime(), kAdmitted);
+}
+
+class EntitiesPersistenceTest : public ::testing::Test {
+ protected:
+  void SetUp() override { platform::HostEnvironment::setDocumentsDirectory(documents.path()); }
+  void TearDown() override { platform::HostEnvironment::setDocumentsDirectory(std::nullopt); }
+  test::TempDir documents;
+};
+
+TEST_F(EntitiesPersistenceTest, EveryKindOfPropertySurvivesAReopen) {
+  {
+    ObjectStore writer;
+    writeTwoRecoveryPaths(writer);
+    expectTwoRecoveryPaths(writer);
+  }
+  ObjectStore reader;
+  expectTwoRecoveryPaths(reader);
+}
+
+TEST(EntitiesReopenChild, ReadsBackWhatTheParentWrote) {
+  const char* directory = std::getenv("ORBELIN_MODEL2_REOPEN_DIR");
+  if (directory == nullptr)
+    GTEST_SKIP() << "run by EntitiesPersistenceTest.EveryKindOfPropertySurvivesAnotherProcess";
+  platform::HostEnvironment::setDocumentsDirectory(std::filesystem::path(directory));
+  ObjectStore reader;
+  expectTwoRecoveryPaths(reader);
+}
+
+TEST_F(EntitiesPersistenceTest, EveryKindOfPropertySurvivesAnotherProcess) {
+  {
+    ObjectStore writer;
+    writeTwoRecoveryPaths(writer);
+  }
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    setenv("ORBELIN_MODEL2_REOPEN_DIR", documents.path().c_str(), 1);
+    execl("/proc/self/exe", "model2_test", "--gtest_filter=EntitiesReopenChild.*", nullptr);
+    _exit(127);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status)) << status;
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "the reading process found a difference (its output above)";
+}
+
+// The host calls nothing first: the shared store opens with every entity.
+TEST_F(EntitiesPersistenceTest, HospitalStoreOpensWithEveryEntity) {
+  ObjectStore& store = hospitalStore();
+  auto model = store.model();
+  ASSERT_NE(model, nullptr);
+  EXPECT_EQ(model->entities().size(), 21u);
+  for (const ClassRow& row : kClasses) {
+    const graph::EntityDescription* entity = model->entity(row.entity);
+    ASSERT_NE(entity, nullptr) << row.entity;
+    EXPECT_EQ(entity->managedObjectClassName(), row.className);
+  }
+  auto* patient = dynamic_cast<Patient2*>(store.createObject("Patient"));
+  ASSERT_NE(patient, nullptr);
+  patient->setProperties({.patientId = "shared",
+                          .firstName = "A",
+                          .lastName = "B",
+                          .gender = GenderEnum::Unspecified,
+                          .birthDate = kBirth});
+  ASSERT_TRUE(store.saveChanges());
+  auto found =
+      store.fetchObjectsWithName("Patient", graph::Predicate::equal("patientId", "shared"));
+  ASSERT_TRUE(found.has_value());
+  ASSERT_EQ(found->size(), 1u);
+  EXPECT_NE(dynamic_cast<Patient2*>(found->front()), nullptr);
+  EXPECT_TRUE(std::filesystem::exists(documents.path() / "MainStore.sqlite"));
 }
 
 }  // namespace
