@@ -40,6 +40,10 @@ int runRequest(const DemoOptions& options);
 int runReport(const DemoOptions& options);
 // `rest GET PATH | rest POST PATH JSON | rest PUT PATH JSON`: prints the reply text.
 int runRest(const DemoOptions& options);
+// `recovery [--stored] [--json] PATIENT_ID`: the recovery-path report.
+int runRecovery(const DemoOptions& options);
+// `patients USER_ID`: a user's patients, one line each.
+int runPatients(const DemoOptions& options);
 
 // Indented JSON text; numbers in their shortest round-trip form (never the
 // exponent form for ordinary values like 71.5).

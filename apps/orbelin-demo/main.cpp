@@ -69,6 +69,8 @@ void printUsage(std::ostream& out) {
          "                    [COMMAND ...]\n"
          "       orbelin-demo request CASE [ARG ...]\n"
          "       orbelin-demo rest GET PATH | rest POST PATH JSON | rest PUT PATH JSON\n"
+         "       orbelin-demo recovery [--stored] [--json] PATIENT_ID\n"
+         "       orbelin-demo patients USER_ID\n"
          "\n"
          "Without --base-url every request is answered from the local resources.\n"
          "Without a command it logs in (as nurse / orbelin unless --user and\n"
@@ -94,7 +96,8 @@ int main(int argc, char** argv) {
     return help ? kExitSuccess : kExitUsage;
   }
   const bool known = options->command.empty() || options->command[0] == "request" ||
-                     options->command[0] == "rest";
+                     options->command[0] == "rest" || options->command[0] == "recovery" ||
+                     options->command[0] == "patients";
   if (!known) {
     std::cerr << "orbelin-demo: unknown command \"" << options->command[0] << "\"\n";
     printUsage(std::cerr);
@@ -103,5 +106,7 @@ int main(int argc, char** argv) {
   if (!configure(*options)) return kExitFailure;
   if (options->command.empty()) return runReport(*options);
   if (options->command[0] == "rest") return runRest(*options);
+  if (options->command[0] == "recovery") return runRecovery(*options);
+  if (options->command[0] == "patients") return runPatients(*options);
   return runRequest(*options);
 }

@@ -24,6 +24,7 @@ namespace orbelin::stores2_internal {
 // entity is not of class T.
 template <typename T>
 T* importObject(ObjectType type, const std::function<void(model2::NSManagedObjectEx&)>& fill) {
+  model2::registerHospitalModel();  // before the store first loads its model
   ObjectStore& store = hospitalStore();
   auto context = store.backgroundQueueContext();
   if (!context) return nullptr;

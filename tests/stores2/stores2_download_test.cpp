@@ -27,6 +27,7 @@ const std::filesystem::path& documents() {
   static TempDir* directory = [] {
     auto* made = new TempDir();
     platform::HostEnvironment::setDocumentsDirectory(made->path());
+    model2::registerHospitalModel();  // tests reach hospitalStore() before any store call
     return made;
   }();
   return directory->path();
