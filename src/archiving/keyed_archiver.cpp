@@ -1,0 +1,167 @@
+#include "orbelin/archiving/keyed_archiver.h"
+
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "archiving/archive_format.h"
+
+namespace orbelin::archiving {
+namespace {
+
+plist_t node(void* pointer) {
+  return static_cast<plist_t>(pointer);
+}
+
+// Well-formed UTF-8 without NUL: what libplist can store and read back intact.
+bool storableText(std::string_view text) {
+  static constexpr unsigned kLeadMask[] = {0x7F, 0x1F, 0x0F, 0x07};
+  static constexpr std::uint32_t kMinimum[] = {0, 0x80, 0x800, 0x10000};
+  std::size_t i = 0;
+  while (i < text.size()) {
+    auto lead = static_cast<unsigned char>(text[i]);
+    std::size_t extra = lead < 0x80             ? 0
+                        : (lead & 0xE0) == 0xC0 ? 1
+                        : (lead & 0xF0) == 0xE0 ? 2
+                        : (lead & 0xF8) == 0xF0 ? 3
+                                                : 4;
+    if (lead == 0 || extra == 4 || extra >= text.size() - i) return false;
+    std::uint32_t code = lead & kLeadMask[extra];
+    for (std::size_t k = 1; k <= extra; ++k) {
+      auto next = static_cast<unsigned char>(text[i + k]);
+      if ((next & 0xC0) != 0x80) return false;
+      code = (code << 6) | (next & 0x3Fu);
+    }
+    if (code < kMinimum[extra] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
+      return false;
+    i += extra + 1;
+  }
+  return true;
+}
+
+}  // namespace
+
+void KeyedEncoder::setReference(std::string_view key, std::uint64_t uid) {
+  plist_dict_set_item(node(dictionary_), std::string(key).c_str(), plist_new_uid(uid));
+}
+
+void KeyedEncoder::encodeNull(std::string_view key) {
+  setReference(key, 0);
+}
+
+void KeyedEncoder::encodeNumber(const BoxedNumber& value, std::string_view key) {
+  // libplist 2.2 has no signed constructor; a negative integer is stored as
+  // its two's complement, which the binary and XML writers emit as the signed
+  // 8-byte integer readers expect.
+  plist_t number = value.isInteger()
+                       ? plist_new_uint(static_cast<std::uint64_t>(value.integerValue()))
+                       : plist_new_real(value.doubleValue());
+  plist_dict_set_item(node(dictionary_), std::string(key).c_str(), number);
+}
+
+void KeyedEncoder::encodeNumber(const std::optional<BoxedNumber>& value, std::string_view key) {
+  if (!value) return encodeNull(key);
+  encodeNumber(*value, key);
+}
+
+void KeyedEncoder::encodeBool(bool value, std::string_view key) {
+  plist_dict_set_item(node(dictionary_), std::string(key).c_str(), plist_new_bool(value ? 1 : 0));
+}
+
+void KeyedEncoder::encodeText(const std::optional<std::string>& value, std::string_view key) {
+  if (!value) return encodeNull(key);
+  setReference(key, archiver_.textEntry(*value));
+}
+
+void KeyedEncoder::encodeDate(const std::optional<Date>& value, std::string_view key) {
+  if (!value) return encodeNull(key);
+  setReference(key, archiver_.dateEntry(*value));
+}
+
+KeyedArchiver::KeyedArchiver() : objects_(plist_new_array()), top_(plist_new_dict()) {
+  plist_array_append_item(node(objects_), plist_new_string(format::kNull));
+}
+
+KeyedArchiver::~KeyedArchiver() {
+  // objects_ is owned by top_ once finish() has run.
+  if (!objectsAttached_) plist_free(node(objects_));
+  plist_free(node(top_));
+}
+
+std::uint64_t KeyedArchiver::append(void* entry) {
+  plist_array_append_item(node(objects_), node(entry));
+  return plist_array_get_size(node(objects_)) - 1;
+}
+
+std::pair<std::uint64_t, void*> KeyedArchiver::beginObject() {
+  plist_t dictionary = plist_new_dict();
+  return {append(dictionary), dictionary};
+}
+
+void KeyedArchiver::endObject(void* dictionary, std::string_view className) {
+  plist_dict_set_item(node(dictionary), format::kClass, plist_new_uid(classEntry(className)));
+}
+
+std::uint64_t KeyedArchiver::textEntry(const std::string& text) {
+  if (auto found = texts_.find(text); found != texts_.end()) return found->second;
+  // A text that cannot be stored still gets an entry, so the layout stays
+  // whole; finish() then refuses the archive.
+  bool storable = storableText(text);
+  if (!storable) badText_ = true;
+  std::uint64_t uid = append(plist_new_string(storable ? text.c_str() : ""));
+  texts_.emplace(text, uid);
+  return uid;
+}
+
+std::uint64_t KeyedArchiver::dateEntry(Date date) {
+  plist_t dictionary = plist_new_dict();
+  std::uint64_t uid = append(dictionary);
+  double seconds = secondsSince1970(date) - format::kSecondsFrom1970To2001;
+  plist_dict_set_item(dictionary, format::kTime, plist_new_real(seconds));
+  plist_dict_set_item(dictionary, format::kClass, plist_new_uid(classEntry(format::kDateClass)));
+  return uid;
+}
+
+std::uint64_t KeyedArchiver::classEntry(std::string_view className) {
+  if (auto found = classes_.find(className); found != classes_.end()) return found->second;
+  plist_t dictionary = plist_new_dict();
+  std::string name(className);
+  plist_dict_set_item(dictionary, format::kClassName, plist_new_string(name.c_str()));
+  plist_t chain = plist_new_array();
+  plist_array_append_item(chain, plist_new_string(name.c_str()));
+  plist_array_append_item(chain, plist_new_string(format::kRootClass));
+  plist_dict_set_item(dictionary, format::kClasses, chain);
+  std::uint64_t uid = append(dictionary);
+  classes_.emplace(std::move(name), uid);
+  return uid;
+}
+
+void KeyedArchiver::setRoot(std::uint64_t uid) {
+  plist_dict_set_item(node(top_), format::kVersion, plist_new_uint(format::kVersionNumber));
+  plist_dict_set_item(node(top_), format::kArchiver, plist_new_string(format::kArchiverName));
+  plist_t topKeys = plist_new_dict();
+  plist_dict_set_item(topKeys, format::kRoot, plist_new_uid(uid));
+  plist_dict_set_item(node(top_), format::kTop, topKeys);
+}
+
+Result<std::vector<std::uint8_t>> KeyedArchiver::finish(PropertyListFormat format) {
+  if (badText_)
+    return Error(error_domain::kPlatform, 4,
+                 "The archive cannot hold a text with a NUL character or invalid UTF-8.");
+  plist_dict_set_item(node(top_), format::kObjects, node(objects_));
+  objectsAttached_ = true;
+  char* data = nullptr;
+  std::uint32_t size = 0;
+  if (format == PropertyListFormat::xml)
+    plist_to_xml(node(top_), &data, &size);
+  else
+    plist_to_bin(node(top_), &data, &size);
+  if (data == nullptr)
+    return Error(error_domain::kPlatform, 4, "The archive could not be written.");
+  std::vector<std::uint8_t> bytes(data, data + size);
+  std::free(data);
+  return bytes;
+}
+
+}  // namespace orbelin::archiving
