@@ -38,6 +38,64 @@ bool isValidUtf8(std::string_view s) {
   return true;
 }
 
+// The shortest digits that read back as `number` (finite, not zero), and the
+// decimal exponent n such that number = 0.d1d2...dk * 10^n.
+struct ShortestDigits {
+  std::string digits;
+  int pointPosition = 0;
+};
+
+ShortestDigits shortestDigits(double number) {
+  std::array<char, 40> buffer{};
+  auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), std::fabs(number),
+                              std::chars_format::scientific);
+  std::string_view text(buffer.data(), static_cast<std::size_t>(result.ptr - buffer.data()));
+  std::size_t e = text.find('e');
+  ShortestDigits shortest;
+  shortest.digits += text[0];
+  if (e > 2) shortest.digits.append(text.substr(2, e - 2));
+  int exponent = 0;
+  std::from_chars(text.data() + e + 2, text.data() + text.size(), exponent);
+  if (text[e + 1] == '-') exponent = -exponent;
+  shortest.pointPosition = exponent + 1;
+  return shortest;
+}
+
+}  // namespace
+
+void appendJsonNumber(std::string& out, double number) {
+  if (number == 0) {
+    out += std::signbit(number) ? "-0" : "0";
+    return;
+  }
+  if (number < 0) out += '-';
+  auto [digits, n] = shortestDigits(number);
+  int k = static_cast<int>(digits.size());
+  auto count = [](int c) { return static_cast<std::size_t>(c); };
+  if (k <= n && n <= 21) {
+    out += digits;
+    out.append(count(n - k), '0');
+  } else if (0 < n && n <= 21) {
+    out.append(digits, 0, count(n));
+    out += '.';
+    out.append(digits, count(n));
+  } else if (-6 < n && n <= 0) {
+    out += "0.";
+    out.append(count(-n), '0');
+    out += digits;
+  } else {
+    out += digits[0];
+    if (k > 1) {
+      out += '.';
+      out.append(digits, 1);
+    }
+    out += n - 1 >= 0 ? "e+" : "e-";
+    out += std::to_string(n - 1 >= 0 ? n - 1 : 1 - n);
+  }
+}
+
+namespace {
+
 // Deeper values are refused rather than risking the stack; parsed replies
 // never come near it (see kMaxJsonDepth).
 constexpr std::size_t kMaxWriteDepth = 4 * kMaxJsonDepth;
@@ -104,7 +162,8 @@ class Writer {
 
   bool writeDouble(double number) {
     if (!std::isfinite(number)) return false;
-    return writeNumber(number);
+    appendJsonNumber(out_, number);
+    return true;
   }
 
   bool writeString(std::string_view s) {

@@ -1,3 +1,4 @@
+#include <charconv>
 #include <cmath>
 #include <fstream>
 #include <limits>
@@ -38,6 +39,45 @@ TEST(JsonStringTest, CompactTextWithReadableNumbers) {
   reread.erase("whole");
   body.erase("whole");
   EXPECT_EQ(reread, body);
+}
+
+std::string numberText(double number) {
+  std::string out;
+  appendJsonNumber(out, number);
+  return out;
+}
+
+TEST(JsonStringTest, NumbersWrittenAsPeopleWriteThem) {
+  // Plain form between 1e-7 and 1e21, exponent form outside.
+  EXPECT_EQ(numberText(100000.0), "100000");
+  EXPECT_EQ(numberText(0.0001), "0.0001");
+  EXPECT_EQ(numberText(0.000001), "0.000001");
+  EXPECT_EQ(numberText(1e-7), "1e-7");
+  EXPECT_EQ(numberText(-1.5e-7), "-1.5e-7");
+  EXPECT_EQ(numberText(1e20), "100000000000000000000");
+  EXPECT_EQ(numberText(123456789012345680000.0), "123456789012345680000");
+  EXPECT_EQ(numberText(1e21), "1e+21");
+  EXPECT_EQ(numberText(1.2345e300), "1.2345e+300");
+  EXPECT_EQ(numberText(-71.5), "-71.5");
+  EXPECT_EQ(numberText(123.456), "123.456");
+  EXPECT_EQ(numberText(0.1 + 0.2), "0.30000000000000004");
+  EXPECT_EQ(numberText(5e-324), "5e-324");
+  EXPECT_EQ(numberText(1.7976931348623157e308), "1.7976931348623157e+308");
+  EXPECT_EQ(numberText(0.0), "0");
+  EXPECT_EQ(numberText(-0.0), "-0");
+
+  // The compact and the pretty writer use the same spelling.
+  boost::json::object body{{"a", 100000.0}, {"b", 0.0001}, {"c", 2e-8}};
+  EXPECT_EQ(jsonString(body), R"({"a":100000,"b":0.0001,"c":2e-8})");
+  EXPECT_EQ(prettyJsonString(body), "{\n  \"a\" : 100000,\n  \"b\" : 0.0001,\n  \"c\" : 2e-8\n}");
+
+  // Whatever is written reads back as the same double, across magnitudes.
+  for (double x : {1e-300, 3.14e-7, 0.1, 2.5, 1e15 + 0.5, 9007199254740993.0, 1e21, 1.7e308}) {
+    std::string text = numberText(x);
+    double back = 0;
+    std::from_chars(text.data(), text.data() + text.size(), back);
+    EXPECT_EQ(back, x) << text;
+  }
 }
 
 TEST(JsonStringTest, EscapesOnlyWhatJsonRequires) {

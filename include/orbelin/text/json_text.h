@@ -24,11 +24,17 @@ using Bytes = std::vector<std::uint8_t>;
 // exhaust the stack of code that walks the resulting dictionary recursively.
 inline constexpr std::size_t kMaxJsonDepth = 256;
 
+// How every writer of this layer spells a number: integers as integers; a
+// double with the shortest digits that read back as the same double, in plain
+// form when 1e-7 < |x| < 1e21 (100000, 71.5, 0.0001, 0.000001) and in exponent
+// form otherwise (1e+21, 1.5e-7): the rule of JavaScript's Number-to-String.
+// A whole double is written without a fraction, so 3.0 reads back as the
+// integer 3. Negative zero is "-0". REQUIRES: `number` is finite.
+void appendJsonNumber(std::string& out, double number);
+
 // Compact JSON text of a dictionary: no spaces, no newlines, members in the
-// dictionary's own order. Numbers are written as a person reads them (71.5,
-// 0.1, 3, 1e+21): the shortest text that reads back as the same double, and
-// integers as integers. Strings escape only what JSON requires ('"', '\\' and
-// control characters; '/' is left as is). Absent when the dictionary holds
+// dictionary's own order. Numbers as appendJsonNumber() writes them. Strings escape only what JSON
+// requires ('"', '\\' and control characters; '/' is left as is). Absent when the dictionary holds
 // something JSON cannot represent: a NaN or infinite number, or a string that
 // is not valid UTF-8; also absent for nesting deeper than 4 * kMaxJsonDepth,
 // which no parsed reply reaches, rather than risking the stack.
