@@ -11,10 +11,12 @@
 namespace orbelin::model2 {
 
 // An alert raised about a patient (an abnormal test result, a decline in mood).
+//
 // Entity "Alert". Its service identifier is `alertId`.
 // Its dictionary form leaves out patient.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class Alert2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

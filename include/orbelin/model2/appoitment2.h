@@ -11,10 +11,12 @@
 namespace orbelin::model2 {
 
 // An appointment on a recovery path, with the staff members it is with.
+//
 // Entity "Appoitment". It has no service identifier.
 // Its dictionary form leaves out recoveryPath.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class Appoitment2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

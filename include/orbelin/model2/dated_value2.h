@@ -13,10 +13,13 @@ namespace orbelin::model2 {
 // One dated entry (a date and a text) of one of a patient's clinical lists. It is
 // linked to its patient through the one of its seven patient_ relations that is
 // the inverse of the list it is in; setProperties sets none of the seven.
+//
 // Entity "DatedValue". It has no service identifier.
 // Its dictionary form leaves out patient_allergy, patient_barrier, patient_diagnosis,
-// patient_roundingNote, patient_symptom, patient_immunization, patient_diet. Ownership and threads:
-// see NSManagedObjectEx (owned by its context, used on that context's thread or queue).
+// patient_roundingNote, patient_symptom, patient_immunization, patient_diet.
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class DatedValue2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

@@ -12,10 +12,12 @@ namespace orbelin::model2 {
 
 // An information booklet given to patients on recovery paths, with its
 // sections in order.
+//
 // Entity "InformationBooklet". Its service identifier is `bookletId`.
 // Its dictionary form leaves out recoveryPaths.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class InformationBooklet2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

@@ -12,10 +12,12 @@ namespace orbelin::model2 {
 
 // An order or piece of advice on a recovery path, with its schedule, its history
 // of actions and the task that carries it out.
+//
 // Entity "Instruction". It has no service identifier.
 // Its dictionary form leaves out recoveryPath, medication, task.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class Instruction2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

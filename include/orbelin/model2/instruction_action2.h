@@ -11,10 +11,12 @@
 namespace orbelin::model2 {
 
 // One entry of an instruction's history.
+//
 // Entity "InstructionAction". It has no service identifier.
 // Its dictionary form leaves out instruction.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class InstructionAction2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

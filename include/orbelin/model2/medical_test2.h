@@ -11,10 +11,12 @@
 namespace orbelin::model2 {
 
 // A medical test on a recovery path, with its normal range and its results.
+//
 // Entity "MedicalTest". Its service identifier is `testId`.
 // Its dictionary form leaves out recoveryPath.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class MedicalTest2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

@@ -11,10 +11,12 @@
 namespace orbelin::model2 {
 
 // A message between staff members, about a patient or a task.
+//
 // Entity "Message". Its service identifier is `messageId`.
 // Its dictionary form leaves out patient, task.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class Message2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

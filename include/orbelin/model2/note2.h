@@ -12,10 +12,12 @@ namespace orbelin::model2 {
 
 // A free note or a measured value: text, a number, a dictionary of values, or
 // a media item.
+//
 // Entity "Note". It has no service identifier.
 // Its dictionary form leaves out multiMedia, vital.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class Note2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

@@ -11,10 +11,12 @@ namespace orbelin::model2 {
 
 // A patient in a stay: identity, status, clinical lists, alerts, vitals, bed and
 // room, and the recovery path.
+//
 // Entity "Patient". Its service identifier is `patientId`.
 // Its dictionary form leaves out no relation.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class Patient2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

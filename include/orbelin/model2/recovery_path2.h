@@ -12,10 +12,12 @@ namespace orbelin::model2 {
 
 // One patient's stay from admission to discharge: appointments in order, care
 // team, booklets, instructions, medical tests and medications.
+//
 // Entity "RecoveryPath". It has no service identifier.
 // Its dictionary form leaves out patient.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class RecoveryPath2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

@@ -10,10 +10,12 @@
 namespace orbelin::model2 {
 
 // A hospital room with its beds and patients.
+//
 // Entity "Room". Its service identifier is `roomNumber`.
 // Its dictionary form leaves out no relation.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class Room2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

@@ -11,10 +11,12 @@
 namespace orbelin::model2 {
 
 // A member of the care team, with the records that name them.
+//
 // Entity "StaffMember". Its service identifier is `staffId`.
 // Its dictionary form leaves out analyzedResults, appoitments, issuedInstructions, careMemberIn.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class StaffMember2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).

@@ -11,10 +11,12 @@
 namespace orbelin::model2 {
 
 // One result of a medical test, with who analyzed it and its imagery.
+//
 // Entity "TestResult". It has no service identifier.
 // Its dictionary form leaves out test.
-// Ownership and threads: see NSManagedObjectEx (owned by its context, used on
-// that context's thread or queue).
+//
+// Ownership and threads: as for every NSManagedObjectEx, the context owns
+// the object, which is used on that context's thread or queue.
 class TestResult2 : public NSManagedObjectEx {
  public:
   // The arguments of setProperties, in their order (see entity_support.h).
