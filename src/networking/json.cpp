@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-#include <boost/json/parse.hpp>
+#include "orbelin/text/json_reader.h"
 
 namespace TamberNetworking {
 namespace {
@@ -104,16 +104,14 @@ JSON::JSON(boost::json::value document)
     : root_(std::make_shared<const boost::json::value>(std::move(document))), node_(root_.get()) {}
 
 orbelin::Result<JSON> JSON::parse(std::string_view text) {
-  boost::json::parse_options options;
-  options.max_depth = kMaxDepth;
-  boost::system::error_code error;
-  boost::json::value document = boost::json::parse(text, error, {}, options);
-  if (error) {
-    return orbelin::Error(
-        orbelin::error_domain::kNetworking, 3840,
-        "The data couldn't be read because it isn't valid JSON (" + error.message() + ").");
+  std::string problem;
+  auto document = orbelin::text::readJsonValue(text, kMaxDepth, &problem);
+  if (!document) {
+    return orbelin::Error(orbelin::error_domain::kNetworking, 3840,
+                          "The data couldn't be read because it isn't valid JSON (" + problem +
+                              ").");
   }
-  return JSON(std::move(document));
+  return JSON(std::move(*document));
 }
 
 JSON JSON::operator[](std::string_view key) const {
@@ -145,6 +143,8 @@ std::int64_t JSON::intValue() const {
   }
   if (node_->is_double()) {
     double value = std::trunc(node_->get_double());
+    // NaN and infinity have no integer; converting them would be undefined.
+    if (!std::isfinite(value)) return 0;
     // Out of range doubles clamp rather than overflow.
     if (value >= 9.2233720368547758e18) return std::numeric_limits<std::int64_t>::max();
     if (value <= -9.2233720368547758e18) return std::numeric_limits<std::int64_t>::min();

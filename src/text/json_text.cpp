@@ -4,8 +4,7 @@
 #include <charconv>
 #include <cmath>
 
-#include <boost/json/parse.hpp>
-#include <boost/json/parse_options.hpp>
+#include "orbelin/text/json_reader.h"
 
 namespace orbelin::text {
 namespace {
@@ -267,12 +266,9 @@ std::optional<std::string> prettyJsonString(const boost::json::value& value) {
 
 std::optional<boost::json::object> json(std::string_view text) {
   if (text.empty()) return std::nullopt;
-  boost::json::parse_options options;
-  options.max_depth = kMaxJsonDepth;
-  boost::json::error_code ec;
-  boost::json::value value = boost::json::parse(text, ec, {}, options);
-  if (ec || !value.is_object()) return std::nullopt;
-  return std::move(value.get_object());
+  auto value = readJsonValue(text, kMaxJsonDepth);
+  if (!value || !value->is_object()) return std::nullopt;
+  return std::move(value->get_object());
 }
 
 std::optional<boost::json::object> json(std::span<const std::uint8_t> bytes) {

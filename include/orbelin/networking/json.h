@@ -45,7 +45,9 @@ class JSON {
   explicit JSON(boost::json::value document);
 
   // Parses text; nesting deeper than kMaxDepth is an error, so hostile replies
-  // cannot exhaust the stack of the recursive imports that read them.
+  // cannot exhaust the stack of the recursive imports that read them. Numbers
+  // are read correctly rounded; a number too large for a double ("1e309") is
+  // an error, one too small reads as 0 (see orbelin/text/json_reader.h).
   static constexpr std::size_t kMaxDepth = 256;
   static orbelin::Result<JSON> parse(std::string_view text);
 
@@ -55,7 +57,10 @@ class JSON {
   JSON operator[](std::size_t index) const;
 
   std::string stringValue() const;
-  std::int64_t intValue() const;  // numbers with a fraction are truncated toward zero
+  // Numbers with a fraction are truncated toward zero; numbers beyond int64
+  // clamp to its limits; NaN and infinity (only in documents built in code)
+  // give 0.
+  std::int64_t intValue() const;
   double doubleValue() const;
   bool boolValue() const;
   std::vector<JSON> arrayValue() const;

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <boost/json/value.hpp>
+
+namespace orbelin::text {
+
+// Parses one JSON document (any top-level kind), reading every number
+// correctly rounded: the double nearest to the decimal text, as
+// std::from_chars reads it, so a value read and written back with
+// appendJsonNumber() keeps its text. Integers that fit stay int64 or uint64.
+//
+// Numbers beyond a double's range: a magnitude too large for a double
+// ("1e309", "-2e400") makes the text invalid, so no parsed document ever holds
+// an infinity or a NaN and everything read can be written back. A magnitude
+// too small ("1e-400") reads as zero of the same sign, as from_chars rounds it;
+// "0e309" is zero.
+//
+// Nesting deeper than `maxDepth` is refused. Absent for text that is not
+// exactly one JSON value (trailing text included); `problem`, when given,
+// receives a plain description. Never throws, never aborts; any thread.
+std::optional<boost::json::value> readJsonValue(std::string_view text, std::size_t maxDepth,
+                                                std::string* problem = nullptr);
+
+}  // namespace orbelin::text
