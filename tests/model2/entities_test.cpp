@@ -776,9 +776,10 @@ std::vector<std::string> sorted(std::vector<std::string> list) {
   return list;
 }
 
-// Dates to the nanosecond, on either side of 1970 and 2001.
-const Date kBirth = Date(std::chrono::nanoseconds(-1'234'567'890'123'456'789));
-const Date kAdmitted = Date(std::chrono::nanoseconds(1'429'600'000'987'654'321));
+// Dates on either side of 1970 and 2001, with fractions of a second that a
+// binary fraction holds exactly.
+const Date kBirth = dateFromSeconds(-1'234'567'890.125);
+const Date kAdmitted = dateFromSeconds(1'429'600'000.5);
 const graph::Bytes kImage{0x89, 0x50, 0x4e, 0x47, 0x00, 0x0d, 0xff, 0x00};
 const Dictionary kPressure{{"systolic", 120}, {"unit", "mmHg"}, {"nested", {{"a", {1, 2.5}}}}};
 
