@@ -1,8 +1,10 @@
 #include "orbelin/networking/data_source_manager.h"
 
+#include <algorithm>
 #include <mutex>
 #include <system_error>
 
+#include "orbelin/platform/console.h"
 #include "transport.h"
 
 namespace TamberNetworking {
@@ -16,6 +18,7 @@ struct Configuration {
   bool localMode = false;
   std::optional<std::filesystem::path> resourceRoot;
   std::chrono::milliseconds timeout = 30s;
+  std::size_t maximumReplySize = DataSourceManager::kDefaultMaximumReplySize;
 };
 
 struct ManagerState {
@@ -37,6 +40,37 @@ orbelin::Error badURLError(const std::string& url) {
   orbelin::Error error(orbelin::error_domain::kURL, Request::kBadURL, "unsupported URL");
   error.setUserInfoValue(orbelin::Error::kURLKey, url);
   return error;
+}
+
+// The header name as it may appear in a console line: one line, no controls.
+std::string printableName(std::string_view name) {
+  std::string printable(name);
+  for (char& c : printable) {
+    auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) c = '?';
+  }
+  return printable;
+}
+
+void reportRefusedHeader(std::string_view name) {
+  orbelin::platform::Console::log("OrbelinData: Refused header " + printableName(name));
+}
+
+// The request's own fields that may go on the wire, then the defaults it does
+// not set itself.
+HeaderFields headersToSend(const HeaderFields& own, const HeaderFields& defaults) {
+  HeaderFields headers;
+  for (const auto& [name, value] : own.fields()) {
+    if (isSafeHeaderField(name, value)) {
+      headers.set(name, value);
+    } else {
+      reportRefusedHeader(name);
+    }
+  }
+  for (const auto& [name, value] : defaults.fields()) {
+    if (!own.contains(name)) headers.set(name, value);
+  }
+  return headers;
 }
 
 Reply localReply(const DataSourceRequest& value, URLRequest urlRequest) {
@@ -65,6 +99,12 @@ Reply localReply(const DataSourceRequest& value, URLRequest urlRequest) {
 }  // namespace
 
 void DataSourceManager::setDefaultHeader(const std::string& name, const std::string& value) {
+  if (!isSafeHeaderField(name, value)) {
+    reportRefusedHeader(name);
+    std::lock_guard lock(manager().mutex);
+    manager().configuration.headers.remove(name);
+    return;
+  }
   std::lock_guard lock(manager().mutex);
   manager().configuration.headers.set(name, value);
 }
@@ -118,6 +158,15 @@ void DataSourceManager::setRequestTimeout(std::chrono::milliseconds timeout) {
   manager().configuration.timeout = std::max(timeout, std::chrono::milliseconds(1));
 }
 
+std::size_t DataSourceManager::maximumReplySize() {
+  return snapshot().maximumReplySize;
+}
+
+void DataSourceManager::setMaximumReplySize(std::size_t bytes) {
+  std::lock_guard lock(manager().mutex);
+  manager().configuration.maximumReplySize = std::max(bytes, std::size_t{1});
+}
+
 void DataSourceManager::resetToDefaults() {
   std::lock_guard lock(manager().mutex);
   manager().configuration = Configuration();
@@ -127,9 +176,7 @@ std::shared_ptr<Request> DataSourceManager::request(const DataSourceRequest& val
   std::shared_ptr<Request> request = Request::make();
   const Configuration configuration = snapshot();
   URLRequest urlRequest = value.urlRequestWithBaseURLString(configuration.baseURLString);
-  for (const auto& [name, headerValue] : configuration.headers.fields()) {
-    if (!urlRequest.headers.contains(name)) urlRequest.headers.set(name, headerValue);
-  }
+  urlRequest.headers = headersToSend(urlRequest.headers, configuration.headers);
   if (configuration.localMode) {
     request->finish(localReply(value, std::move(urlRequest)));
   } else if (!isValidURLText(urlRequest.url)) {
@@ -138,7 +185,8 @@ std::shared_ptr<Request> DataSourceManager::request(const DataSourceRequest& val
     reply.request = std::move(urlRequest);
     request->finish(std::move(reply));
   } else {
-    detail::Transport::shared().start(request, std::move(urlRequest), configuration.timeout);
+    detail::Transport::shared().start(request, std::move(urlRequest), configuration.timeout,
+                                      configuration.maximumReplySize);
   }
   return request;
 }

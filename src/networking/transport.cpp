@@ -18,6 +18,8 @@ struct Transfer {
   std::shared_ptr<Request> request;
   URLRequest urlRequest;
   long timeoutMs = 0;
+  std::size_t maximumReplySize = 0;
+  bool tooLarge = false;  // the body outgrew maximumReplySize
   CURL* easy = nullptr;
   curl_slist* headerList = nullptr;
   HTTPURLResponse response;
@@ -30,9 +32,17 @@ struct Transfer {
   }
 };
 
+// Returning less than was given makes libcurl end the transfer, so a reply
+// that outgrows the limit is never buffered whole.
 std::size_t writeBody(char* data, std::size_t size, std::size_t count, void* user) {
-  static_cast<Transfer*>(user)->body.append(data, size * count);
-  return size * count;
+  auto* transfer = static_cast<Transfer*>(user);
+  std::size_t length = size * count;
+  if (length > transfer->maximumReplySize - transfer->body.size()) {
+    transfer->tooLarge = true;
+    return 0;
+  }
+  transfer->body.append(data, length);
+  return length;
 }
 
 std::string trimmed(std::string_view text) {
@@ -93,6 +103,9 @@ bool configure(Transfer& transfer) {
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, transfer.timeoutMs);
+  // Refuses at once a reply whose Content-Length announces too much.
+  curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
+                   static_cast<curl_off_t>(transfer.maximumReplySize));
   curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
   curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.errorText);
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, writeBody);
@@ -118,8 +131,14 @@ long urlErrorCode(CURLcode code) {
     case CURLE_PARTIAL_FILE:
       return Request::kNetworkConnectionLost;
     case CURLE_URL_MALFORMAT:
-    case CURLE_UNSUPPORTED_PROTOCOL:
       return Request::kBadURL;
+    // URLs are checked before sending, so these come from the server's side:
+    // a reply that is not HTTP (libcurl calls it HTTP/0.9) or is garbled.
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+      return Request::kBadServerResponse;
+    case CURLE_FILESIZE_EXCEEDED:
+      return Request::kDataLengthExceedsMaximum;
     default:
       return Request::kUnknown;
   }
@@ -135,6 +154,10 @@ std::string urlErrorText(long code) {
       return "The network connection was lost.";
     case Request::kBadURL:
       return "unsupported URL";
+    case Request::kBadServerResponse:
+      return "The server returned a bad response.";
+    case Request::kDataLengthExceedsMaximum:
+      return "The reply is larger than the maximum reply size.";
     default:
       return "An unknown error occurred.";
   }
@@ -145,11 +168,13 @@ Reply replyOf(Transfer& transfer, CURLcode result) {
   reply.request = transfer.urlRequest;
   long status = 0;
   curl_easy_getinfo(transfer.easy, CURLINFO_RESPONSE_CODE, &status);
+  if (transfer.tooLarge) result = CURLE_FILESIZE_EXCEEDED;
+  bool keepBody = result != CURLE_FILESIZE_EXCEEDED;
   if (status != 0) {
     transfer.response.statusCode = status;
     transfer.response.url = transfer.urlRequest.url;
     reply.response = std::move(transfer.response);
-    reply.body = std::move(transfer.body);
+    if (keepBody) reply.body = std::move(transfer.body);
   }
   if (result != CURLE_OK) {
     long code = urlErrorCode(result);
@@ -257,11 +282,12 @@ Transport::~Transport() {
 }
 
 void Transport::start(std::shared_ptr<Request> request, URLRequest urlRequest,
-                      std::chrono::milliseconds timeout) {
+                      std::chrono::milliseconds timeout, std::size_t maximumReplySize) {
   auto transfer = std::make_unique<Transfer>();
   transfer->request = std::move(request);
   transfer->urlRequest = std::move(urlRequest);
   transfer->timeoutMs = static_cast<long>(timeout.count());
+  transfer->maximumReplySize = maximumReplySize;
   {
     std::lock_guard lock(state_->mutex);
     state_->incoming.push_back(std::move(transfer));

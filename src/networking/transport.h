@@ -18,8 +18,11 @@ class Transport {
   static Transport& shared();
 
   // REQUIRES: isValidURLText(urlRequest.url).
+  // REQUIRES: every header field passes isSafeHeaderField.
+  // A reply body longer than `maximumReplySize` ends the transfer with
+  // Request::kDataLengthExceedsMaximum.
   void start(std::shared_ptr<Request> request, URLRequest urlRequest,
-             std::chrono::milliseconds timeout);
+             std::chrono::milliseconds timeout, std::size_t maximumReplySize);
 
   ~Transport();
   Transport(const Transport&) = delete;

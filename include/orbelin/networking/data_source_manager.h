@@ -20,7 +20,8 @@ namespace TamberNetworking {
 // over a default of the same name), and hands it to the network thread: one
 // thread, one libcurl multi handle, any number of transfers in flight. A URL
 // text that isValidURLText rejects is never sent; its handlers get a
-// NSURLErrorDomain error with code Request::kBadURL. Replies are not
+// NSURLErrorDomain error with code Request::kBadURL, and nothing is sent.
+// Replies that are not HTTP end with Request::kBadServerResponse. Replies are not
 // redirected; only http and https are spoken.
 //
 // Local mode: request() asks the value (which must also be RequestMatching)
@@ -36,7 +37,12 @@ namespace TamberNetworking {
 class DataSourceManager {
  public:
   // The header is added to every later request; a repeated name (compared
-  // without case) replaces the value.
+  // without case) replaces the value. A field that isSafeHeaderField refuses
+  // (a CR, LF or NUL in the value, a name that is not an HTTP token) is not
+  // stored: the console line "OrbelinData: Refused header <name>" (the name
+  // with unsafe characters shown as '?') is printed, and the earlier value of
+  // that name, if any, is dropped too, so a stale value is never sent in its
+  // place. Fields that a request sets itself get the same check when it starts.
   static void setDefaultHeader(const std::string& name, const std::string& value);
   static HeaderFields defaultHeaders();
 
@@ -58,6 +64,14 @@ class DataSourceManager {
   // Longest time one remote request may take, connection included. Default 30 s.
   static std::chrono::milliseconds requestTimeout();
   static void setRequestTimeout(std::chrono::milliseconds timeout);
+
+  // Largest reply body a remote request accepts, in bytes. A larger reply,
+  // announced by Content-Length or not, ends the transfer: its handlers get a
+  // NSURLErrorDomain error with code Request::kDataLengthExceedsMaximum and no
+  // body. Default kDefaultMaximumReplySize (64 MiB); at least 1.
+  static constexpr std::size_t kDefaultMaximumReplySize = std::size_t{64} << 20;
+  static std::size_t maximumReplySize();
+  static void setMaximumReplySize(std::size_t bytes);
 
   // Creates and starts a library request for `value` and returns it at once.
   // The value is only used during this call.

@@ -68,6 +68,8 @@ class Request : public std::enable_shared_from_this<Request> {
   static constexpr long kTimedOut = -1001;
   static constexpr long kCannotConnectToHost = -1004;
   static constexpr long kNetworkConnectionLost = -1005;
+  static constexpr long kBadServerResponse = -1011;         // a reply that is not HTTP
+  static constexpr long kDataLengthExceedsMaximum = -1103;  // see maximumReplySize
   static constexpr long kUnknown = -1;
 
   // The reply body parsed as JSON (JSON::parse, depth-limited).

@@ -15,6 +15,8 @@ class HeaderFields {
   using Field = std::pair<std::string, std::string>;
 
   void set(std::string name, std::string value);
+  // Removes the field of that name, if any.
+  void remove(std::string_view name);
   // The value of `name`, or absent.
   std::optional<std::string> value(std::string_view name) const;
   bool contains(std::string_view name) const { return value(name).has_value(); }
@@ -51,8 +53,18 @@ struct HTTPURLResponse {
   HeaderFields headers;
 };
 
-// True when `text` is an absolute http or https URL that libcurl's URL parser
-// accepts as it stands: no spaces, no control characters, a host present.
+// True when `text` is an absolute http or https URL that may be sent as it
+// stands: "scheme://host..." with a host written out (so "http://" or "http:"
+// followed by a path is refused, rather than taking the first path segment as
+// the host), libcurl's URL parser accepts it, and nothing after the host holds
+// a character a URL may not contain unencoded: a control character, space,
+// '"', '<', '>', '\\', '^', '`', '{', '|', '}', or a '%' not followed by two
+// hex digits.
 bool isValidURLText(std::string_view text);
+
+// True when a header field may go on the wire: a non-empty name made of HTTP
+// token characters, and a value without CR, LF or NUL (which would end the
+// line early and let the rest pass as extra header fields).
+bool isSafeHeaderField(std::string_view name, std::string_view value);
 
 }  // namespace TamberNetworking
