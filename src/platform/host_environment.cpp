@@ -1,12 +1,18 @@
 #include "orbelin/platform/host_environment.h"
 
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <mutex>
 
 #include <plist/plist.h>
+
+#include "property_list_bytes.h"
 
 namespace orbelin::platform {
 namespace {
@@ -60,9 +66,58 @@ std::string ownedText(char* text) {
   return copy;
 }
 
-// Property lists nest only as deep as a host writes them; a hostile file must
-// not exhaust the stack, so deeper levels read as null.
-constexpr int kMaxDepth = 64;
+constexpr int kMaxDepth = HostEnvironment::kMaxPropertyListDepth;
+
+// libplist 2.2 has no signed integers: a negative number comes back as its
+// two's complement bits. No Info.plist holds a count above 2^63.
+boost::json::value integerToJson(uint64_t bits) {
+  if (bits > static_cast<uint64_t>(std::numeric_limits<int64_t>::max()))
+    return static_cast<int64_t>(bits);
+  return bits;
+}
+
+std::string base64(std::string_view bytes) {
+  static constexpr char kAlphabet[] =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    std::size_t left = std::min<std::size_t>(3, bytes.size() - i);
+    uint32_t group = 0;
+    for (std::size_t j = 0; j < 3; ++j)
+      group = (group << 8) | (j < left ? static_cast<unsigned char>(bytes[i + j]) : 0u);
+    for (std::size_t j = 0; j < 4; ++j)
+      out += j <= left ? kAlphabet[(group >> (18 - 6 * j)) & 0x3F] : '=';
+  }
+  return out;
+}
+
+// Seconds since 2001-01-01T00:00Z as UTC ISO 8601 text, with microseconds
+// only when there are some.
+std::string isoDate(int32_t seconds, int32_t micros) {
+  using namespace std::chrono;
+  constexpr std::int64_t kReferenceDate = 978307200;  // 2001-01-01 in Unix seconds
+  std::int64_t total = kReferenceDate + seconds;
+  if (micros < 0) {
+    total -= 1;
+    micros += 1000000;
+  }
+  sys_seconds moment{std::chrono::seconds(total)};
+  auto day = floor<days>(moment);
+  year_month_day date{day};
+  hh_mm_ss<std::chrono::seconds> time{moment - day};
+  char text[40];
+  int length = std::snprintf(
+      text, sizeof text, "%04d-%02u-%02uT%02ld:%02ld:%02ld", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<long>(time.hours().count()), static_cast<long>(time.minutes().count()),
+      static_cast<long>(time.seconds().count()));
+  std::string out(text, static_cast<std::size_t>(length));
+  if (micros != 0) {
+    std::snprintf(text, sizeof text, ".%06d", static_cast<int>(micros));
+    out += text;
+  }
+  return out + "Z";
+}
 
 boost::json::value toJson(plist_t node, int depth) {
   if (node == nullptr || depth > kMaxDepth) return nullptr;
@@ -79,7 +134,7 @@ boost::json::value toJson(plist_t node, int depth) {
     case PLIST_UINT: {
       uint64_t number = 0;
       plist_get_uint_val(node, &number);
-      return number;
+      return integerToJson(number);
     }
     case PLIST_REAL: {
       double number = 0;
@@ -101,8 +156,21 @@ boost::json::value toJson(plist_t node, int depth) {
       plist_get_uid_val(node, &uid);
       return uid;
     }
+    case PLIST_DATE: {
+      int32_t seconds = 0, micros = 0;
+      plist_get_date_val(node, &seconds, &micros);
+      return boost::json::string(isoDate(seconds, micros));
+    }
+    case PLIST_DATA: {
+      char* bytes = nullptr;
+      uint64_t length = 0;
+      plist_get_data_val(node, &bytes, &length);
+      std::string encoded = base64(std::string_view(bytes ? bytes : "", bytes ? length : 0));
+      std::free(bytes);
+      return boost::json::string(encoded);
+    }
     default:
-      return nullptr;  // dates and data carry nothing the layer reads
+      return nullptr;
   }
 }
 
@@ -128,6 +196,10 @@ Result<boost::json::value> HostEnvironment::readPropertyList(const std::filesyst
   if (!file) return plistError(path, "the file cannot be opened");
   std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   if (bytes.empty()) return plistError(path, "the file is empty");
+  if (bytes.size() > std::numeric_limits<uint32_t>::max())
+    return plistError(path, "the file is too large");
+  // libplist aborts on some inputs and recurses on others: look first.
+  if (auto problem = propertyListProblem(bytes)) return plistError(path, *problem);
   plist_t root = nullptr;
   if (plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size())))
     plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
