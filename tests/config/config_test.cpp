@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <boost/json/parse.hpp>
 
+#include "networking/networking_test_support.h"
 #include "orbelin/config/data_source_manager.h"
 #include "orbelin/config/orbelin_framework.h"
 #include "orbelin/platform/console.h"
 #include "orbelin/platform/host_environment.h"
+#include "support/sample_service.h"
 #include "support/test_support.h"
 
 using namespace orbelin;
@@ -183,6 +185,42 @@ TEST_F(ConfigTest, TheSharedInstanceIsCreatedOnceAndTheBundleIsFound) {
   ASSERT_TRUE(bundle);
   EXPECT_EQ(bundle->identifier, Bundle::kFrameworkIdentifier);
   EXPECT_TRUE(std::filesystem::is_directory(bundle->resourcePath));
+}
+
+}  // namespace
+
+namespace {
+
+struct TasksCall : TamberNetworking::DataSourceRequest {
+  TamberNetworking::URLRequest urlRequestWithBaseURLString(
+      std::optional<std::string> base) const override {
+    return TamberNetworking::URLRequest(base.value_or("") + "/api/tasks");
+  }
+};
+
+TEST_F(ConfigTest, HostValuesWithLineBreaksNeverReachTheWire) {
+  test::TempDir resources;
+  test::SampleService service(resources.path(), test::bundledInfoPlist());
+  ASSERT_TRUE(service.running()) << service.failure();
+  HostEnvironment::setDeviceModel("iPad\r\nX-Injected: model");
+  HostEnvironment::setInfoDictionary(
+      boost::json::parse(R"({"CFBundleShortVersionString": "2.4\nX-Injected: version"})")
+          .as_object());
+  ConsoleCapture console;
+  OrbelinFramework::settings().setup(false, service.baseUrl());
+  EXPECT_TRUE(console.contains("OrbelinData: Refused header Device-Model"));
+  EXPECT_TRUE(console.contains("OrbelinData: Refused header App-Version"));
+
+  test::Outcome outcome;
+  DataSourceManager::request(TasksCall())->responseJSON(outcome.jsonHandler());
+  ASSERT_TRUE(outcome.wait());
+  EXPECT_EQ(outcome.calls, 1);
+  auto received = service.requests();
+  ASSERT_EQ(received.size(), 1u);
+  EXPECT_EQ(received[0].headers.count("X-Injected"), 0u);
+  EXPECT_EQ(received[0].headers.count("Device-Model"), 0u);
+  EXPECT_EQ(received[0].headers.count("App-Version"), 0u);
+  EXPECT_EQ(received[0].header("Accept-Language"), "en-US");
 }
 
 }  // namespace
