@@ -20,6 +20,7 @@
 #include "graph/object_access.h"
 #include "graph/store.h"
 #include "orbelin/platform/error.h"
+#include "orbelin/text/json_reader.h"
 
 namespace orbelin::graph::detail {
 
@@ -150,6 +151,9 @@ void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
   }
 }
 
+// Deeper than any transformable a host stores; Boost's default of 32 lost some.
+constexpr std::size_t kMaxTransformableDepth = 1024;
+
 Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
   if (sqlite3_column_type(stmt, column) == SQLITE_NULL) return {};
   switch (type) {
@@ -173,9 +177,13 @@ Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
     }
     case AttributeType::Transformable: {
       auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
+      std::string_view stored(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
+      // Read numbers correctly rounded, so a saved value loads back bit for bit.
+      if (auto json = orbelin::text::readJsonValue(stored, kMaxTransformableDepth))
+        return Value(std::move(*json));
+      // Only an infinity, which serialize writes as 1e99999, is left to Boost.
       boost::json::error_code ec;
-      auto json = boost::json::parse(
-          std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column))), ec);
+      auto json = boost::json::parse(stored, ec);
       return ec ? Value() : Value(std::move(json));
     }
   }
