@@ -1,3 +1,7 @@
+#include <functional>
+#include <map>
+#include <set>
+
 #include <gtest/gtest.h>
 #include <boost/json/serialize.hpp>
 
@@ -377,6 +381,91 @@ TEST_F(Stores2Test, StoredPatientsSurviveAReopenOfTheStoreFile) {
   ASSERT_NE(patient->object("recoveryPath"), nullptr);
   EXPECT_EQ(patient->object("recoveryPath")->objects("careTeam").size(), 2u);
   EXPECT_TRUE(std::filesystem::exists(documents() / "MainStore.sqlite"));
+}
+
+// Every vocabulary text of the bundled sample, on every object a download
+// reaches, must be a raw value of its enumeration, spelled exactly.
+using Check = std::function<bool(std::string_view)>;
+template <typename E>
+Check is() {
+  return [](std::string_view text) { return model2::fromRawValue<E>(text).has_value(); };
+}
+
+const std::map<std::pair<std::string, std::string>, Check>& vocabularyChecks() {
+  using namespace model2;
+  static const std::map<std::pair<std::string, std::string>, Check> checks = {
+      {{"Alert", "category"}, is<AlertCategoryEnum>()},
+      {{"Alert", "severity"}, is<AlertSeverityEnum>()},
+      {{"Vital", "type"}, is<VitalTypeEnum>()},
+      {{"Task", "type"}, is<TaskTypeEnum>()},
+      {{"Task", "group"}, is<TaskGroupEnum>()},
+      {{"Room", "unit"}, is<HospitalUnitEnum>()},
+      {{"RecoveryPath", "dischargeApprovalState"}, is<DischargeApprovalStateEnum>()},
+      {{"RecoveryPath", "dischargeDisposition"}, is<DischargeDispositionEnum>()},
+      {{"Instruction", "frequency"}, is<InstructionFrequencyEnum>()},
+      {{"Instruction", "status"}, is<InstructionStatusEnum>()},
+      {{"InstructionAction", "type"}, is<InstructionActionTypeEnum>()},
+      {{"Appoitment", "status"}, is<AppoitmentStatusEnum>()},
+      {{"BookletSection", "category"}, is<BookletSectionCategoryEnum>()},
+      {{"Patient", "status"}, is<PatientStatusEnum>()},
+      {{"Patient", "gender"}, is<GenderEnum>()},
+      {{"Patient", "acuity"}, is<PatientAcuityEnum>()},
+      {{"Patient", "ambulatoryStatus"}, is<PatientAmbulatoryStatus>()},
+      {{"Message", "category"}, is<MessageCategoryEnum>()},
+      {{"Message", "priority"}, is<MessagePriorityEnum>()},
+      {{"Message", "status"}, is<MessageStatusEnum>()},
+      {{"StaffMember", "role"}, is<StaffMemberRoleEnum>()},
+  };
+  return checks;
+}
+
+// Visits every object reachable from `object`; returns how many vocabulary
+// values were checked.
+int checkVocabulary(graph::ManagedObject* object, std::set<graph::ManagedObject*>& seen) {
+  if (object == nullptr || !seen.insert(object).second) return 0;
+  int checked = 0;
+  const std::string& entity = object->entity().name();
+  for (const auto& [key, check] : vocabularyChecks()) {
+    if (key.first != entity) continue;
+    const graph::Value stored = object->value(key.second);
+    const std::string* value = stored.string();
+    if (value == nullptr) continue;
+    EXPECT_TRUE(check(*value)) << entity << "." << key.second << " = \"" << *value << "\"";
+    ++checked;
+  }
+  for (const auto& relationship : object->entity().relationships()) {
+    if (relationship.toMany) {
+      for (auto* related : object->objects(relationship.name))
+        checked += checkVocabulary(related, seen);
+    } else {
+      checked += checkVocabulary(object->object(relationship.name), seen);
+    }
+  }
+  return checked;
+}
+
+TEST_F(Stores2Test, TheSampleHospitalSpellsEveryVocabularyTextAsItsEnumeration) {
+  DataSourceManager::setResourceRoot(sampleResourcesDir());
+  std::set<graph::ManagedObject*> seen;
+  int checked = 0;
+  for (int id = 1; id <= 8; ++id) {
+    Patient2* patient = download(std::to_string(id));
+    ASSERT_NE(patient, nullptr) << id;
+    checked += checkVocabulary(patient, seen);
+    ListCompletion<StaffMember2> staff;
+    StaffMember2Store::downloadStaffMembers(patient, staff.handler());
+    ASSERT_TRUE(staff.wait());
+    EXPECT_FALSE(staff.error) << id;
+    for (auto* member : staff.value.value_or(std::vector<StaffMember2*>{}))
+      checked += checkVocabulary(member, seen);
+    ListCompletion<InformationBooklet2> booklets;
+    InformationBooklets2Store::downloadInformationBooklets(patient, booklets.handler());
+    ASSERT_TRUE(booklets.wait());
+    EXPECT_FALSE(booklets.error) << id;
+    for (auto* booklet : booklets.value.value_or(std::vector<InformationBooklet2*>{}))
+      checked += checkVocabulary(booklet, seen);
+  }
+  EXPECT_GT(checked, 150) << "the walk reached the nested records";
 }
 
 }  // namespace
