@@ -44,6 +44,8 @@ int runRest(const DemoOptions& options);
 int runRecovery(const DemoOptions& options);
 // `patients USER_ID`: a user's patients, one line each.
 int runPatients(const DemoOptions& options);
+// `watch task|patient|staff ID [--out FILE]`, `watch read FILE`: watch archives.
+int runWatch(const DemoOptions& options);
 
 // Indented JSON text; numbers in their shortest round-trip form (never the
 // exponent form for ordinary values like 71.5).

@@ -71,6 +71,7 @@ void printUsage(std::ostream& out) {
          "       orbelin-demo rest GET PATH | rest POST PATH JSON | rest PUT PATH JSON\n"
          "       orbelin-demo recovery [--stored] [--json] PATIENT_ID\n"
          "       orbelin-demo patients USER_ID\n"
+         "       orbelin-demo watch task|patient|staff ID [--out FILE] | watch read FILE\n"
          "\n"
          "Without --base-url every request is answered from the local resources.\n"
          "Without a command it logs in (as nurse / orbelin unless --user and\n"
@@ -97,7 +98,7 @@ int main(int argc, char** argv) {
   }
   const bool known = options->command.empty() || options->command[0] == "request" ||
                      options->command[0] == "rest" || options->command[0] == "recovery" ||
-                     options->command[0] == "patients";
+                     options->command[0] == "patients" || options->command[0] == "watch";
   if (!known) {
     std::cerr << "orbelin-demo: unknown command \"" << options->command[0] << "\"\n";
     printUsage(std::cerr);
@@ -108,5 +109,6 @@ int main(int argc, char** argv) {
   if (options->command[0] == "rest") return runRest(*options);
   if (options->command[0] == "recovery") return runRecovery(*options);
   if (options->command[0] == "patients") return runPatients(*options);
+  if (options->command[0] == "watch") return runWatch(*options);
   return runRequest(*options);
 }
