@@ -1,6 +1,10 @@
 #include "orbelin/graph/value.h"
 
+#include <cmath>
+
 #include <boost/json/serialize.hpp>
+
+#include "orbelin/text/json_text.h"
 
 namespace orbelin::graph {
 
@@ -62,6 +66,17 @@ bool Value::operator==(const Value& other) const {
   return v_ == other.v_;
 }
 
+namespace {
+
+std::string numberText(double number) {
+  if (!std::isfinite(number)) return std::to_string(number);
+  std::string out;
+  text::appendJsonNumber(out, number);
+  return out;
+}
+
+}  // namespace
+
 std::string Value::description() const {
   switch (kind()) {
     case Kind::Nil:
@@ -71,7 +86,7 @@ std::string Value::description() const {
     case Kind::Integer:
       return std::to_string(*integer());
     case Kind::Double:
-      return std::to_string(*number());
+      return numberText(*number());
     case Kind::Boolean:
       return *boolean() ? "true" : "false";
     case Kind::Date:
@@ -79,7 +94,8 @@ std::string Value::description() const {
     case Kind::Binary:
       return "<" + std::to_string(binary()->size()) + " bytes>";
     case Kind::Transformable:
-      return boost::json::serialize(*transformable());
+      // The layer's own writer, so numbers read as elsewhere (0.0001, not 1E-4).
+      return text::jsonString(*transformable()).value_or(boost::json::serialize(*transformable()));
   }
   return {};
 }

@@ -66,5 +66,12 @@ TEST(TransformableNumbersTest, SavedNumbersLoadBackBitForBitWithTheirKinds) {
   EXPECT_EQ(*deepLoaded, deep);
 }
 
+TEST(TransformableNumbersTest, DescriptionsWriteNumbersAsPeopleDo) {
+  EXPECT_EQ(Value(100000.0).description(), "100000");
+  EXPECT_EQ(Value(71.5).description(), "71.5");
+  EXPECT_EQ(Value(boost::json::value(boost::json::array{0.0001, 1e21, "a"})).description(),
+            R"([0.0001,1e+21,"a"])");
+}
+
 }  // namespace
 }  // namespace orbelin::graph
