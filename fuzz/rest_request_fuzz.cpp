@@ -31,6 +31,11 @@ const fs::path& resourceRoot() {
     std::ofstream(base / "root/hospital/patients/patient.7.json") << "{}";
     std::ofstream(base / "outside.json") << "{}";
     TamberNetworking::DataSourceManager::setResourceRoot(base / "root");
+    static const fs::path removeAtExit = base;
+    std::atexit([] {
+      std::error_code ignored;
+      fs::remove_all(removeAtExit, ignored);
+    });
     return base / "root";
   }();
   return root;

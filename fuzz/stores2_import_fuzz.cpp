@@ -26,6 +26,12 @@ void useScratchDocuments() {
                   ("orbelin-stores2-fuzz-" + std::to_string(::getpid()));
     std::filesystem::create_directories(folder);
     orbelin::platform::HostEnvironment::setDocumentsDirectory(folder);
+    // The store stays open until exit; on Linux its files can go before.
+    static const std::filesystem::path removeAtExit = folder;
+    std::atexit([] {
+      std::error_code ignored;
+      std::filesystem::remove_all(removeAtExit, ignored);
+    });
     return true;
   }();
   (void)done;

@@ -134,6 +134,7 @@ TEST_F(RestRequestTest, LocalNamesThatLeaveTheRootOrAreMissingFailOnce) {
 TEST_F(RestRequestTest, AURLThatDoesNotParseIsNeverSent) {
   // Nothing listens on these; a request that went out would fail differently.
   const std::vector<std::pair<std::string, std::string>> cases = {
+      {"http://", "hospital/patients/patient.1"},
       {"http://127.0.0.1:9", "hospital/patients/patient 1"},
       {"http://127.0.0.1:9", std::string("hospital/\n/x")},
       {"not a url", "x"},
