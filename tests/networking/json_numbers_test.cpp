@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "orbelin/networking/json.h"
+#include "orbelin/networking/parameter_encoding.h"
 #include "orbelin/text/json_reader.h"
 #include "orbelin/text/json_text.h"
 
@@ -76,6 +77,13 @@ TEST(JSONNumbers, IntValueOfNonFiniteOrHugeNumbersNeverMisbehaves) {
   EXPECT_EQ((*parsed)[1].intValue(), std::numeric_limits<std::int64_t>::min());
   EXPECT_EQ((*parsed)[2].intValue(), 12);
   EXPECT_EQ((*parsed)[3].intValue(), -12);
+}
+
+TEST(JSONNumbers, RequestBodiesSpellNumbersAsPeopleDo) {
+  auto encoded = TamberNetworking::ParameterEncoding::JSON.encodeRequest(
+      TamberNetworking::URLRequest("http://h/x", "POST"),
+      boost::json::object{{"weight", 71.5}, {"dose", 0.0001}, {"count", 100000.0}});
+  EXPECT_EQ(encoded.body, R"({"weight":71.5,"dose":0.0001,"count":100000})");
 }
 
 TEST(JSONNumbers, ReaderRefusesWhatIsNotExactlyOneValue) {

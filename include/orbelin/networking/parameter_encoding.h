@@ -18,9 +18,9 @@ class ParameterEncoding {
   static const ParameterEncoding JSON;
 
   // A copy of `urlRequest` whose body is `parameters` written as one compact
-  // JSON object, with the header "Content-Type: application/json" unless the
-  // request already names a content type. Absent parameters leave the request
-  // as it is. Never fails.
+  // JSON object (numbers as orbelin::text::appendJsonNumber writes them), with the header
+  // "Content-Type: application/json" unless the request already names a content type. Absent
+  // parameters leave the request as it is. Never fails.
   URLRequest encodeRequest(const URLRequest& urlRequest,
                            const std::optional<boost::json::object>& parameters) const;
 
