@@ -28,13 +28,15 @@ namespace {
 // shares one store file, so tests use their own patient ids and count
 // differences rather than totals.
 const std::filesystem::path& documents() {
-  static TempDir* directory = [] {
-    auto* made = new TempDir();
-    platform::HostEnvironment::setDocumentsDirectory(made->path());
+  // Removed at exit (the open store's files may go first on Linux).
+  static TempDir directory;
+  static const bool configured = [] {
+    platform::HostEnvironment::setDocumentsDirectory(directory.path());
     model2::registerHospitalModel();  // tests reach hospitalStore() before any store call
-    return made;
+    return true;
   }();
-  return directory->path();
+  (void)configured;
+  return directory.path();
 }
 
 std::string text(const graph::ManagedObject* object, const char* key) {
