@@ -77,8 +77,10 @@ bool hasOnlyURLCharacters(std::string_view rest) {
 
 // The part after "scheme://host[:port]", or absent when no host is written out.
 std::optional<std::string_view> afterAuthority(std::string_view text) {
-  auto separator = text.find("://");
-  if (separator == std::string_view::npos) return std::nullopt;
+  // The "://" must close the scheme itself, not sit later in a path or query.
+  auto separator = text.find(':');
+  if (separator == std::string_view::npos || text.substr(separator, 3) != "://")
+    return std::nullopt;
   std::string_view rest = text.substr(separator + 3);
   auto end = rest.find_first_of("/?#");
   if (end == std::string_view::npos) end = rest.size();

@@ -184,6 +184,7 @@ TEST(URLSafety, HostlessURLsAndUnencodedCharactersAreInvalid) {
   EXPECT_FALSE(isValidURLText("http:api/authenticate"));
   EXPECT_FALSE(isValidURLText("http://"));
   EXPECT_FALSE(isValidURLText("http://?q"));
+  EXPECT_FALSE(isValidURLText("http:/api?next=http://evil"));
   for (char c : std::string(" \"<>\\^`{|}")) {
     EXPECT_FALSE(isValidURLText(std::string("http://h/patients/1") + c + "2")) << c;
   }
