@@ -1,23 +1,31 @@
 #include "orbelin/graph/coordinator.h"
 
+#include <algorithm>
+
 #include "graph/store.h"
 #include "orbelin/platform/error.h"
 
 namespace orbelin::graph {
 
+namespace {
+
+// Blocks start small, so that a short-lived coordinator wastes few keys, and
+// grow, so that a large import reserves rarely.
+constexpr std::int64_t kFirstBlock = 16;
+constexpr std::int64_t kLargestBlock = 4096;
+
+}  // namespace
+
 PersistentStoreCoordinator::PersistentStoreCoordinator(
     std::shared_ptr<const ManagedObjectModel> model)
-    : model_(std::move(model)) {
-  std::size_t count = model_ ? model_->entities().size() : 0;
-  nextKeys_ = std::make_unique<std::atomic<std::int64_t>[]>(count);
-  for (std::size_t i = 0; i < count; ++i) nextKeys_[i] = 1;
-}
+    : model_(std::move(model)), keys_(model_ ? model_->entities().size() : 0) {}
 
 PersistentStoreCoordinator::~PersistentStoreCoordinator() = default;
 
 Status PersistentStoreCoordinator::addPersistentStore(StoreType type,
                                                       const std::filesystem::path& location) {
   if (!model_) return Error(error_domain::kPersistence, 6, "The coordinator has no model.");
+  std::lock_guard keysLock(keysMutex_);
   std::lock_guard lock(storeMutex_);
   if (store_) return Error(error_domain::kPersistence, 7, "The coordinator already has a store.");
   std::unique_ptr<detail::Store> store;
@@ -28,8 +36,8 @@ Status PersistentStoreCoordinator::addPersistentStore(StoreType type,
     if (!opened) return opened.error();
     store = std::move(*opened);
   }
-  for (const auto& entity : model_->entities())
-    nextKeys_[entity->position()] = store->maxPrimaryKey(*entity) + 1;
+  // Keys handed out from now on come from the store's blocks.
+  for (KeyBlock& block : keys_) block.limit = block.next;
   store_ = std::move(store);
   storePtr_.store(store_.get(), std::memory_order_release);
   return Status::success();
@@ -40,7 +48,29 @@ bool PersistentStoreCoordinator::hasStore() const {
 }
 
 std::int64_t PersistentStoreCoordinator::nextPrimaryKey(const EntityDescription& entity) {
-  return nextKeys_[entity.position()].fetch_add(1, std::memory_order_relaxed);
+  std::lock_guard keysLock(keysMutex_);
+  KeyBlock& block = keys_[entity.position()];
+  if (block.next < block.limit) return block.next++;
+  detail::Store* store = this->store();
+  if (!store) return block.next++;  // nothing to collide with yet
+  const std::int64_t size = std::clamp(block.size * 2, kFirstBlock, kLargestBlock);
+  Result<std::int64_t> first = [&] {
+    std::lock_guard lock(storeMutex_);
+    return store->reserveKeys(entity, size);
+  }();
+  if (!first) return --temporaryKey_;
+  block = KeyBlock{*first + 1, *first + size, size};
+  return *first;
+}
+
+bool isIncompatibleStoreError(const Error& error) {
+  if (error.domain() != error_domain::kPersistence) return false;
+  return error.code() == detail::kNotThisModel || error.code() == detail::kOtherModelVersion ||
+         error.code() == detail::kNotAStore;
+}
+
+bool isBusyStoreError(const Error& error) {
+  return error.domain() == error_domain::kPersistence && error.code() == detail::kStoreBusy;
 }
 
 }  // namespace orbelin::graph

@@ -39,11 +39,15 @@ std::vector<std::vector<std::int64_t>> relationKeys(ManagedObject& object) {
 
 class MemoryStore : public Store {
  public:
-  explicit MemoryStore(const ManagedObjectModel& model) : tables_(model.entities().size()) {}
+  explicit MemoryStore(const ManagedObjectModel& model)
+      : tables_(model.entities().size()), nextKeys_(model.entities().size(), 1) {}
 
-  std::int64_t maxPrimaryKey(const EntityDescription& entity) override {
-    const auto& table = tables_[entity.position()];
-    return table.empty() ? 0 : table.rbegin()->first;
+  // One coordinator owns the store: a counter per entity is enough.
+  Result<std::int64_t> reserveKeys(const EntityDescription& entity, std::int64_t count) override {
+    std::int64_t& next = nextKeys_[entity.position()];
+    std::int64_t first = next;
+    next += count;
+    return first;
   }
 
   Status fetchRows(const EntityDescription& entity, const RowVisitor& visit) override {
@@ -84,6 +88,7 @@ class MemoryStore : public Store {
   }
 
   std::vector<std::map<std::int64_t, Row>> tables_;  // by entity position
+  std::vector<std::int64_t> nextKeys_;               // by entity position
 };
 
 }  // namespace

@@ -4,21 +4,25 @@
 // member side of an ordered one-to-many. A to-many whose inverse is not
 // to-one (many-to-many, or no inverse) keeps a join table
 // Z_<entity>_<relationship> (Z_OWNER, Z_TARGET, Z_ORD). Z_METADATA holds the
-// model's version identifier. Every statement is prepared once with bound
-// parameters.
+// model's version identifier; Z_PRIMARYKEY the highest key reserved per
+// entity (Z_NAME, Z_MAX), which every connection to the file draws its key
+// blocks from. Every statement is prepared once with bound parameters.
 
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
+#include <cerrno>
 #include <system_error>
 #include <unordered_map>
 
 #include "graph/object_access.h"
 #include "graph/store.h"
+#include "orbelin/graph/coordinator.h"
 #include "orbelin/platform/error.h"
 #include "orbelin/text/json_reader.h"
 
@@ -47,6 +51,29 @@ std::string joinTableName(const EntityDescription& entity, const RelationshipDes
 std::string orderColumn(const RelationshipDescription& toOne) {
   return quoted("Z_ORD_" + toOne.name);
 }
+
+bool isBusy(int code) {
+  code &= 0xff;  // the primary code of an extended one
+  return code == SQLITE_BUSY || code == SQLITE_LOCKED;
+}
+
+// Why the file could not be read as a store: locked by another process,
+// not a database (or damaged), or unreadable for some other reason.
+Error openError(sqlite3* db, const std::string& path, long codeIfFileIsBad) {
+  int code = sqlite3_extended_errcode(db);
+  std::string message = sqlite3_errmsg(db);
+  if (isBusy(code))
+    return storeError(kStoreBusy,
+                      "The store " + path + " is locked by another process: " + message);
+  int primary = code & 0xff;
+  if (primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT || primary == SQLITE_ERROR ||
+      primary == SQLITE_SCHEMA)
+    return storeError(codeIfFileIsBad, "The file " + path + " is not a store: " + message);
+  return storeError(19, "Cannot read the store " + path + ": " + message);
+}
+
+constexpr const char* kKeyTable =
+    "CREATE TABLE IF NOT EXISTS Z_PRIMARYKEY (Z_NAME TEXT PRIMARY KEY, Z_MAX INTEGER NOT NULL)";
 
 bool usesJoinTable(const RelationshipDescription& r) {
   return r.toMany && !(r.inverse && !r.inverse->toMany);
@@ -112,6 +139,8 @@ struct EntitySQL {
   Statement selectToOnes;
   Statement deleteRow;
   Statement maxKey;
+  Statement reservedKey;
+  Statement reserveKeys;
   std::vector<std::size_t> toOnes;  // relationship indices with a column, in column order
   std::vector<RelationSQL> relations;
 };
@@ -213,22 +242,45 @@ class SQLiteStore : public Store {
     sqlite3_close_v2(db_);
   }
 
-  Status open(bool fresh) {
-    if (fresh) {
-      if (auto status = createSchema(); !status) return status;
-    } else if (auto status = checkVersion(); !status) {
+  // An empty file is a new store; anything else must be one of ours.
+  Status open(const std::string& path) {
+    int tables = countTables();
+    if (tables < 0) return openError(db_, path, kNotAStore);
+    if (tables == 0) {
+      if (auto status = createSchema(path); !status) return status;
+    } else if (auto status = checkVersion(path); !status) {
       return status;
     }
     exec("PRAGMA journal_mode=WAL");
     exec("PRAGMA synchronous=NORMAL");
-    return prepareAll();
+    // Files from before the key table get it now (a no-op when it is there).
+    if (!exec(kKeyTable)) return openError(db_, path, kNotAStore);
+    // A file of this version that lacks a table is damaged.
+    if (!prepareAll()) return openError(db_, path, kNotAStore);
+    return Status::success();
   }
 
-  std::int64_t maxPrimaryKey(const EntityDescription& entity) override {
-    sqlite3_stmt* stmt = sql(entity).maxKey.begin();
-    std::int64_t key = sqlite3_step(stmt) == SQLITE_ROW ? sqlite3_column_int64(stmt, 0) : 0;
-    sqlite3_reset(stmt);
-    return key;
+  // Above both the reserved maximum and the largest key in the table, so
+  // that rows written without a reservation are never overwritten.
+  Result<std::int64_t> reserveKeys(const EntityDescription& entity, std::int64_t count) override {
+    if (!exec("BEGIN IMMEDIATE")) return failure("reserve keys for " + entity.name()).error();
+    EntitySQL& e = sql(entity);
+    std::int64_t highest = 0;
+    for (Statement* query : {&e.reservedKey, &e.maxKey}) {
+      sqlite3_stmt* stmt = query->begin();
+      if (query == &e.reservedKey) sqlite3_bind_text(stmt, 1, entity.name().c_str(), -1, nullptr);
+      int rc = sqlite3_step(stmt);
+      if (rc == SQLITE_ROW)
+        highest = std::max<std::int64_t>(highest, sqlite3_column_int64(stmt, 0));
+      sqlite3_reset(stmt);
+      if (rc != SQLITE_ROW && rc != SQLITE_DONE)
+        return abandon("reserve keys for " + entity.name());
+    }
+    sqlite3_stmt* stmt = e.reserveKeys.begin();
+    sqlite3_bind_text(stmt, 1, entity.name().c_str(), -1, nullptr);
+    sqlite3_bind_int64(stmt, 2, highest + count);
+    if (!step(stmt) || !exec("COMMIT")) return abandon("reserve keys for " + entity.name());
+    return highest + 1;
   }
 
   Status fetchRows(const EntityDescription& entity, const RowVisitor& visit) override {
@@ -279,6 +331,11 @@ class SQLiteStore : public Store {
   }
 
   Status save(const SaveSet& changes) override {
+    for (ManagedObject* object : changes.inserted)
+      if (keyOf(object) <= 0)
+        return storeError(kNoPermanentKey, "An inserted " + object->entity().name() +
+                                               " has no permanent key: the store was locked "
+                                               "when it was inserted.");
     if (!exec("BEGIN IMMEDIATE")) return failure("begin a transaction");
     Status status = writeAll(changes);
     if (!status) {
@@ -298,12 +355,29 @@ class SQLiteStore : public Store {
     return sqlite3_exec(db_, text.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
   }
   Status failure(const std::string& what) {
-    return storeError(10, "SQLite could not " + what + ": " + sqlite3_errmsg(db_));
+    long code = isBusy(sqlite3_extended_errcode(db_)) ? kStoreBusy : 10;
+    return storeError(code, "SQLite could not " + what + ": " + sqlite3_errmsg(db_));
+  }
+  // The failure, after rolling back the transaction it happened in.
+  Error abandon(const std::string& what) {
+    Error error = failure(what).error();
+    exec("ROLLBACK");
+    return error;
   }
   EntitySQL& sql(const EntityDescription& entity) { return entities_[entity.position()]; }
 
-  Status createSchema() {
-    std::string ddl = "BEGIN;CREATE TABLE Z_METADATA (Z_KEY TEXT PRIMARY KEY, Z_VALUE TEXT);";
+  // Two processes may find the same new, empty file at once: the schema is
+  // written under the write lock, by whichever takes it first.
+  Status createSchema(const std::string& path) {
+    if (!exec("BEGIN IMMEDIATE")) return openError(db_, path, kNotAStore);
+    int tables = countTables();
+    if (tables < 0) return abandonOpen(path);
+    if (tables > 0) {
+      exec("ROLLBACK");
+      return checkVersion(path);
+    }
+    std::string ddl = "CREATE TABLE Z_METADATA (Z_KEY TEXT PRIMARY KEY, Z_VALUE TEXT);";
+    ddl += std::string(kKeyTable) + ";";
     for (const auto& entity : model_.entities()) {
       std::string columns = "Z_PK INTEGER PRIMARY KEY";
       for (const auto& a : entity->attributes())
@@ -327,11 +401,7 @@ class SQLiteStore : public Store {
                  joinTableName(*entity, r) + " (Z_TARGET);";
       }
     }
-    if (!exec(ddl)) {
-      Status failed = failure("create the tables");
-      exec("ROLLBACK");
-      return failed;
-    }
+    if (!exec(ddl)) return abandon("create the tables");
     Statement put;
     if (!put.prepare(db_, "INSERT INTO Z_METADATA (Z_KEY, Z_VALUE) VALUES (?, ?)")) {
       exec("ROLLBACK");
@@ -350,30 +420,52 @@ class SQLiteStore : public Store {
     return Status::success();
   }
 
-  Status checkVersion() {
+  Status checkVersion(const std::string& path) {
     Statement get;
-    if (!get.prepare(db_, "SELECT Z_VALUE FROM Z_METADATA WHERE Z_KEY = ?"))
-      return storeError(11, "The store was not written by this model.");
+    if (!get.prepare(db_, "SELECT Z_VALUE FROM Z_METADATA WHERE Z_KEY = ?")) {
+      Error error = openError(db_, path, kNotThisModel);
+      if (error.code() != kNotThisModel) return error;
+      return storeError(kNotThisModel, "The store was not written by this model.");
+    }
     sqlite3_stmt* stmt = get.begin();
     sqlite3_bind_text(stmt, 1, kVersionKey, -1, SQLITE_STATIC);
     std::string version;
-    if (sqlite3_step(stmt) == SQLITE_ROW && sqlite3_column_text(stmt, 0))
+    int rc = sqlite3_step(stmt);
+    if (rc == SQLITE_ROW && sqlite3_column_text(stmt, 0))
       version = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
     sqlite3_reset(stmt);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE) return openError(db_, path, kNotAStore);
     if (version != model_.versionIdentifier())
-      return storeError(12, "The store was written by another model version (" + version +
-                                "), this model is " + model_.versionIdentifier() + ".");
+      return storeError(kOtherModelVersion, "The store was written by another model version (" +
+                                                version + "), this model is " +
+                                                model_.versionIdentifier() + ".");
     return Status::success();
   }
 
-  Status prepareAll() {
+  Error abandonOpen(const std::string& path) {
+    Error error = openError(db_, path, kNotAStore);
+    exec("ROLLBACK");
+    return error;
+  }
+
+  // Tables in the file, or -1 when the schema cannot be read.
+  int countTables() {
+    Statement count;
+    if (!count.prepare(db_, "SELECT count(*) FROM sqlite_master")) return -1;
+    sqlite3_stmt* stmt = count.begin();
+    int tables = sqlite3_step(stmt) == SQLITE_ROW ? sqlite3_column_int(stmt, 0) : -1;
+    sqlite3_reset(stmt);
+    return tables;
+  }
+
+  bool prepareAll() {
     entities_ = std::vector<EntitySQL>(model_.entities().size());
     for (const auto& entity : model_.entities())
-      if (auto status = prepare(*entity, sql(*entity)); !status) return status;
-    return Status::success();
+      if (!prepare(*entity, sql(*entity))) return false;
+    return true;
   }
 
-  Status prepare(const EntityDescription& entity, EntitySQL& e) {
+  bool prepare(const EntityDescription& entity, EntitySQL& e) {
     const std::string table = tableName(entity);
     std::string attributeList, attributeSets, toOneList, toOneSets;
     for (const auto& a : entity.attributes()) {
@@ -398,7 +490,10 @@ class SQLiteStore : public Store {
               e.selectOne.prepare(
                   db_, "SELECT Z_PK" + attributeList + " FROM " + table + " WHERE Z_PK = ?") &&
               e.deleteRow.prepare(db_, "DELETE FROM " + table + " WHERE Z_PK = ?") &&
-              e.maxKey.prepare(db_, "SELECT MAX(Z_PK) FROM " + table);
+              e.maxKey.prepare(db_, "SELECT MAX(Z_PK) FROM " + table) &&
+              e.reservedKey.prepare(db_, "SELECT Z_MAX FROM Z_PRIMARYKEY WHERE Z_NAME = ?") &&
+              e.reserveKeys.prepare(
+                  db_, "INSERT OR REPLACE INTO Z_PRIMARYKEY (Z_NAME, Z_MAX) VALUES (?, ?)");
     if (ok && !attributeSets.empty())
       ok = e.updateAttributes.prepare(
           db_, "UPDATE " + table + " SET " + attributeSets + " WHERE Z_PK = ?");
@@ -429,7 +524,7 @@ class SQLiteStore : public Store {
               db_, "UPDATE " + dest + " SET " + orderColumn(*r.inverse) + " = ? WHERE Z_PK = ?");
       }
     }
-    return ok ? Status::success() : failure("prepare the statements of " + entity.name());
+    return ok;
   }
 
   bool step(sqlite3_stmt* stmt) {
@@ -557,16 +652,34 @@ class SQLiteStore : public Store {
   std::vector<EntitySQL> entities_;  // by entity position
 };
 
+// Creates the missing directories of `directory` owner-only: the documents
+// directory of a fresh account does not exist yet.
+Status createDirectories(const std::filesystem::path& directory) {
+  std::filesystem::path partial;
+  for (const auto& part : directory) {
+    partial /= part;
+    if (::mkdir(partial.c_str(), 0700) == 0 || errno == EEXIST) continue;
+    return storeError(13, "Cannot create the directory " + partial.string() + ": " +
+                              std::generic_category().message(errno));
+  }
+  return Status::success();
+}
+
 // Creates the file owner-only before SQLite opens it: SQLite gives its
-// journal and WAL files the permissions of the database file.
-Status createOwnerOnly(const std::filesystem::path& path) {
+// journal and WAL files the permissions of the database file. False when
+// another process created it first.
+Result<bool> createOwnerOnly(const std::filesystem::path& path) {
+  if (path.has_parent_path()) {
+    if (auto status = createDirectories(path.parent_path()); !status) return status.error();
+  }
   int fd = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+  if (fd < 0 && errno == EEXIST) return false;
   if (fd < 0)
     return storeError(13, "Cannot create the store file " + path.string() + ": " +
                               std::generic_category().message(errno));
   ::fchmod(fd, 0600);
   ::close(fd);
-  return Status::success();
+  return true;
 }
 
 }  // namespace
@@ -574,14 +687,18 @@ Status createOwnerOnly(const std::filesystem::path& path) {
 Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,
                                                const std::filesystem::path& path) {
   std::error_code ec;
-  bool existed = std::filesystem::exists(path, ec);
-  if (existed && !std::filesystem::is_regular_file(path, ec))
-    return storeError(14, "The store location " + path.string() + " is not a file.");
-  if (!existed) {
-    if (auto status = createOwnerOnly(path); !status) return status.error();
+  bool created = false;
+  if (std::filesystem::exists(path, ec)) {
+    if (!std::filesystem::is_regular_file(path, ec))
+      return storeError(14, "The store location " + path.string() + " is not a file.");
+  } else {
+    auto made = createOwnerOnly(path);
+    if (!made) return made.error();
+    created = *made;
   }
+  // Only a file this call created and nobody has written to yet is removed.
   auto discardNew = [&] {
-    if (!existed) std::filesystem::remove(path, ec);
+    if (created && std::filesystem::file_size(path, ec) == 0) std::filesystem::remove(path, ec);
   };
   sqlite3* db = nullptr;
   // No SQLite mutex: the coordinator's store lock already serializes every
@@ -593,23 +710,9 @@ Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,
     discardNew();
     return storeError(15, "Cannot open the store " + path.string() + ": " + message);
   }
-  sqlite3_busy_timeout(db, 5000);
-  // An empty file is a new store; anything else must be one of ours.
-  sqlite3_stmt* stmt = nullptr;
-  int tables = -1;
-  if (sqlite3_prepare_v2(db, "SELECT count(*) FROM sqlite_master", -1, &stmt, nullptr) ==
-          SQLITE_OK &&
-      sqlite3_step(stmt) == SQLITE_ROW)
-    tables = sqlite3_column_int(stmt, 0);
-  sqlite3_finalize(stmt);
-  if (tables < 0) {
-    std::string message = sqlite3_errmsg(db);
-    sqlite3_close_v2(db);
-    discardNew();
-    return storeError(16, "The file " + path.string() + " is not a store: " + message);
-  }
+  sqlite3_busy_timeout(db, static_cast<int>(kStoreBusyTimeout.count()));
   auto store = std::make_unique<SQLiteStore>(model, db);
-  if (auto status = store->open(tables == 0); !status) {
+  if (auto status = store->open(path.string()); !status) {
     store.reset();
     discardNew();
     return status.error();

@@ -34,7 +34,9 @@ struct SaveSet {
 class Store {
  public:
   virtual ~Store() = default;
-  virtual std::int64_t maxPrimaryKey(const EntityDescription& entity) = 0;
+  // Reserves `count` consecutive primary keys of the entity that no other
+  // connection to the same store will hand out, and returns the first.
+  virtual Result<std::int64_t> reserveKeys(const EntityDescription& entity, std::int64_t count) = 0;
   // Every row of the entity, in primary key order.
   virtual Status fetchRows(const EntityDescription& entity, const RowVisitor& visit) = 0;
   // One row; false when there is none.
@@ -47,6 +49,13 @@ class Store {
   // All or nothing.
   virtual Status save(const SaveSet& changes) = 0;
 };
+
+// Codes of error_domain::kPersistence that tell why a store did not open.
+inline constexpr long kNotThisModel = 11;       // no metadata of ours
+inline constexpr long kOtherModelVersion = 12;  // another versionIdentifier
+inline constexpr long kNotAStore = 16;          // not a database, or damaged
+inline constexpr long kStoreBusy = 17;          // locked past the busy timeout
+inline constexpr long kNoPermanentKey = 18;     // an inserted object has a temporary key
 
 std::unique_ptr<Store> makeMemoryStore(const ManagedObjectModel& model);
 Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,

@@ -188,7 +188,14 @@ std::shared_ptr<graph::PersistentStoreCoordinator> ObjectStore::persistentStoreC
   Status added = coordinator_->addPersistentStore(graph::StoreType::SQLite, path);
   if (added) return coordinator_;
   std::error_code ec;
-  if (fs::exists(path, ec)) {
+  if (fs::exists(path, ec) && !graph::isIncompatibleStoreError(added.error())) {
+    // Locked by another process past the wait, or unreadable: the file may
+    // well be a good store, so it stays where it is and this store runs
+    // without one.
+    log("ObjectStore.persistentStoreCoordinator: Unable to open persistent store; the store file "
+        "was left untouched." +
+        added.error().description());
+  } else if (fs::exists(path, ec)) {
     if (!renameIncompatibleStore()) {
       log("ObjectStore.persistentStoreCoordinator: Unable to rename incompatible store.");
     } else if (Status retried = coordinator_->addPersistentStore(graph::StoreType::SQLite, path);

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -157,6 +158,8 @@ TEST(SQLiteStoreTest, RefusesForeignFilesAndLeavesThemUnchanged) {
   Stack mismatched(file, *other.build());
   ASSERT_FALSE(mismatched.status.ok());
   EXPECT_EQ(mismatched.status.error().domain(), error_domain::kPersistence);
+  EXPECT_TRUE(isIncompatibleStoreError(mismatched.status.error()));
+  EXPECT_FALSE(isBusyStoreError(mismatched.status.error()));
   EXPECT_FALSE(mismatched.coordinator->hasStore());
   EXPECT_FALSE(mismatched.context.save().ok() && mismatched.context.hasChanges());
   EXPECT_EQ(readFile(file), before);
@@ -165,7 +168,8 @@ TEST(SQLiteStoreTest, RefusesForeignFilesAndLeavesThemUnchanged) {
   std::string noise(8192, 'x');
   std::ofstream(garbage, std::ios::binary) << noise;
   Stack refused(garbage);
-  EXPECT_FALSE(refused.status.ok());
+  ASSERT_FALSE(refused.status.ok());
+  EXPECT_TRUE(isIncompatibleStoreError(refused.status.error()));
   EXPECT_EQ(readFile(garbage), noise);
 
   // Another SQLite database without our metadata is not ours either.
@@ -174,14 +178,110 @@ TEST(SQLiteStoreTest, RefusesForeignFilesAndLeavesThemUnchanged) {
   ASSERT_EQ(sqlite3_open(foreign.c_str(), &db), SQLITE_OK);
   sqlite3_exec(db, "CREATE TABLE t (x)", nullptr, nullptr, nullptr);
   sqlite3_close(db);
-  EXPECT_FALSE(Stack(foreign).status.ok());
+  Stack foreignStack(foreign);
+  ASSERT_FALSE(foreignStack.status.ok());
+  EXPECT_TRUE(isIncompatibleStoreError(foreignStack.status.error()));
 
-  // A directory that does not exist gives an error, not a crash; so does a
-  // second store on one coordinator.
-  EXPECT_FALSE(Stack(dir.path() / "missing" / "x.sqlite").status.ok());
+  // A place where no file can be made is an error, not a crash, and says
+  // nothing against a file; so does a second store on one coordinator.
+  std::ofstream(dir.path() / "plain") << "x";
+  Stack nowhere(dir.path() / "plain" / "x.sqlite");
+  ASSERT_FALSE(nowhere.status.ok());
+  EXPECT_FALSE(isIncompatibleStoreError(nowhere.status.error()));
   Stack twice(dir.path() / "Twice.sqlite");
   ASSERT_TRUE(twice.status.ok());
   EXPECT_FALSE(twice.coordinator->addPersistentStore(StoreType::InMemory, {}).ok());
+}
+
+TEST(SQLiteStoreTest, CreatesMissingDirectoriesOwnerOnly) {
+  test::TempDir dir;
+  fs::path file = dir.path() / "fresh" / "account" / "Documents" / "Graph.sqlite";
+  {
+    Stack s(file);
+    ASSERT_TRUE(s.status.ok()) << s.status.error().description();
+    s.context.insertNewObject("Ward")->setValue("name", "North");
+    ASSERT_TRUE(s.context.save().ok());
+  }
+  for (fs::path p = file.parent_path(); p != dir.path(); p = p.parent_path()) {
+    struct stat info {};
+    ASSERT_EQ(::stat(p.c_str(), &info), 0) << p;
+    EXPECT_TRUE(S_ISDIR(info.st_mode));
+    EXPECT_EQ(info.st_mode & 0777, 0700u) << p;
+  }
+  Stack reopened(file);
+  ASSERT_TRUE(reopened.status.ok());
+  EXPECT_EQ(*reopened.context.count(FetchRequest("Ward")), 1u);
+}
+
+// Raw SQLite beside the store, for the file's own tables.
+void execRaw(const fs::path& file, const char* sql) {
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  sqlite3_close(db);
+}
+
+TEST(SQLiteStoreTest, CoordinatorsOnOneFileNeverShareKeys) {
+  test::TempDir dir;
+  fs::path file = dir.path() / "Shared.sqlite";
+  Stack first(file), second(file);
+  ASSERT_TRUE(first.status.ok());
+  ASSERT_TRUE(second.status.ok());
+  // Interleaved inserts, more than one key block each, saved in turns.
+  std::set<std::int64_t> keys;
+  for (int round = 0; round < 3; ++round) {
+    for (int i = 0; i < 40; ++i) {
+      for (Stack* s : {&first, &second}) {
+        ManagedObject* ward = s->context.insertNewObject("Ward");
+        ward->setValue("name", (s == &first ? "a" : "b") + std::to_string(round * 40 + i));
+        EXPECT_TRUE(keys.insert(ward->objectID().primaryKey).second)
+            << "key " << ward->objectID().primaryKey << " handed out twice";
+      }
+    }
+    ASSERT_TRUE(first.context.save().ok());
+    auto saved = second.context.save();
+    ASSERT_TRUE(saved.ok()) << saved.error().description();
+  }
+  Stack reader(file);
+  EXPECT_EQ(*reader.context.count(FetchRequest("Ward")), 240u);
+
+  // A file written before the key table existed: new keys go above its rows.
+  execRaw(file, "DROP TABLE Z_PRIMARYKEY");
+  Stack upgraded(file);
+  ASSERT_TRUE(upgraded.status.ok()) << upgraded.status.error().description();
+  ManagedObject* ward = upgraded.context.insertNewObject("Ward");
+  ward->setValue("name", "c");
+  EXPECT_GT(ward->objectID().primaryKey, *keys.rbegin());
+  auto upgradedSave = upgraded.context.save();
+  ASSERT_TRUE(upgradedSave.ok()) << upgradedSave.error().description();
+  EXPECT_EQ(*upgraded.context.count(FetchRequest("Ward")), 241u);
+}
+
+TEST(SQLiteStoreTest, LockedFileIsBusyNotForeignAndUnsavableKeysFailTheSave) {
+  test::TempDir dir;
+  fs::path file = dir.path() / "Locked.sqlite";
+  Stack s(file);
+  ASSERT_TRUE(s.status.ok());
+  // Another connection keeps the write lock past the busy timeout: no key
+  // block can be reserved, so the object gets a temporary key.
+  sqlite3* holder = nullptr;
+  ASSERT_EQ(sqlite3_open(file.c_str(), &holder), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+  ManagedObject* ward = s.context.insertNewObject("Ward");
+  ASSERT_NE(ward, nullptr);
+  ward->setValue("name", "North");
+  EXPECT_LT(ward->objectID().primaryKey, 0);
+  sqlite3_exec(holder, "COMMIT", nullptr, nullptr, nullptr);
+  sqlite3_close(holder);
+  auto saved = s.context.save();
+  ASSERT_FALSE(saved.ok());
+  EXPECT_FALSE(isIncompatibleStoreError(saved.error()));
+  // Once the lock is gone, new objects get permanent keys again.
+  s.context.rollback();
+  ManagedObject* later = s.context.insertNewObject("Ward");
+  later->setValue("name", "South");
+  EXPECT_GT(later->objectID().primaryKey, 0);
+  EXPECT_TRUE(s.context.save().ok());
 }
 
 // Child side of the crash test: saves batches forever until killed.

@@ -1,10 +1,18 @@
 #include "orbelin/stores2/object_store.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <ctime>
 #include <fstream>
+#include <map>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -329,6 +337,268 @@ TEST_F(ObjectStoreTest, BothContextsSavingFromManyThreadsLoseNothingAndNeverDead
   for (ManagedObject* patient : *mainPatients) EXPECT_EQ(patient->objects("notes").size(), 1u);
   ObjectStore reopened;
   EXPECT_EQ(reopened.fetchObjectsWithName("Note")->size(), static_cast<std::size_t>(saved.load()));
+}
+
+TEST_F(ObjectStoreTest, MissingDocumentsDirectoryIsCreatedOwnerOnlyOnFirstLaunch) {
+  const fs::path fresh = documents.path() / "home" / "new-user" / "Documents";
+  platform::HostEnvironment::setDocumentsDirectory(fresh);
+  {
+    platform::ConsoleCapture console;
+    ObjectStore store;
+    EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
+    store.createObject("Patient")->setValue("patientId", "p-1");
+    EXPECT_TRUE(store.saveChanges());
+  }
+  for (fs::path p = fresh; p != documents.path(); p = p.parent_path()) {
+    struct stat info {};
+    ASSERT_EQ(::stat(p.c_str(), &info), 0) << p;
+    EXPECT_EQ(info.st_mode & 0777, 0700u) << p;
+  }
+  ObjectStore relaunched;
+  auto patients = relaunched.fetchObjectsWithName("Patient");
+  ASSERT_TRUE(patients.has_value());
+  ASSERT_EQ(patients->size(), 1u);
+  EXPECT_EQ((*patients)[0]->value("patientId").stringValue(), "p-1");
+}
+
+TEST_F(ObjectStoreTest, TwoStoresInOneProcessShareTheFileWithoutKeyClashes) {
+  ObjectStore first, second;
+  platform::ConsoleCapture console;
+  for (int i = 0; i < 50; ++i) {
+    for (ObjectStore* store : {&first, &second}) {
+      std::string id = (store == &first ? "a-" : "b-") + std::to_string(i);
+      ManagedObject* patient = store->createObject("Patient");
+      patient->setValue("patientId", id);
+      ManagedObject* note = store->createObject("Note");
+      note->setValue("text", id);
+      note->setObject("patient", patient);
+    }
+    if (i % 10 == 9) {
+      EXPECT_TRUE(first.saveChanges());
+      EXPECT_TRUE(second.saveChanges());
+    }
+  }
+  EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
+  for (ObjectStore* store : {&first, &second}) {
+    auto patients = store->fetchObjectsWithName("Patient");
+    ASSERT_TRUE(patients.has_value());
+    EXPECT_EQ(patients->size(), 100u);
+    for (ManagedObject* patient : *patients) {
+      auto notes = patient->objects("notes");
+      ASSERT_EQ(notes.size(), 1u);
+      EXPECT_EQ(notes[0]->value("text").stringValue(), patient->value("patientId").stringValue());
+    }
+  }
+}
+
+// Helpers for the tests that run a second process: the child is this very
+// binary, running one of the ObjectStoreChild tests below.
+class ChildProcess {
+ public:
+  ChildProcess(const std::string& test,
+               const std::vector<std::pair<std::string, std::string>>& env) {
+    pid_ = fork();
+    if (pid_ == 0) {
+      for (const auto& [name, value] : env) setenv(name.c_str(), value.c_str(), 1);
+      std::string filter = "--gtest_filter=ObjectStoreChild." + test;
+      execl("/proc/self/exe", "stores2_test", filter.c_str(), nullptr);
+      _exit(127);
+    }
+  }
+  ~ChildProcess() {
+    if (pid_ > 0 && !waited_) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  bool started() const { return pid_ > 0; }
+  // The exit status, 0 when every expectation of the child held.
+  int wait() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    waited_ = true;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+ private:
+  pid_t pid_ = -1;
+  bool waited_ = false;
+};
+
+bool waitForFile(const fs::path& path) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+  while (!fs::exists(path)) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+const char* kChildDocuments = "ORBELIN_CHILD_DOCUMENTS";
+const char* kChildTag = "ORBELIN_CHILD_TAG";
+
+TEST_F(ObjectStoreTest, TwoProcessesSavingIntoOneFileLoseNothing) {
+  const fs::path go = documents.path() / "go";
+  std::vector<std::unique_ptr<ChildProcess>> children;
+  for (const char* tag : {"a", "b"}) {
+    children.push_back(std::make_unique<ChildProcess>(
+        "SavesPatientsUntilTimeIsUp",
+        std::vector<std::pair<std::string, std::string>>{
+            {kChildDocuments, documents.path().string()}, {kChildTag, tag}}));
+    ASSERT_TRUE(children.back()->started());
+  }
+  for (const char* tag : {"a", "b"})
+    ASSERT_TRUE(waitForFile(documents.path() / (std::string(tag) + ".ready")));
+  std::ofstream(go) << "go";
+  for (auto& child : children) EXPECT_EQ(child->wait(), 0);
+
+  std::map<std::string, int> saved;
+  for (const char* tag : {"a", "b"})
+    saved[tag] = std::atoi(readFile(documents.path() / (std::string(tag) + ".saved")).c_str());
+  EXPECT_GT(saved["a"], 0);
+  EXPECT_GT(saved["b"], 0);
+  ObjectStore store;
+  auto patients = store.fetchObjectsWithName("Patient");
+  ASSERT_TRUE(patients.has_value());
+  std::set<std::string> ids;
+  for (ManagedObject* patient : *patients) {
+    std::string id = patient->value("patientId").stringValue();
+    EXPECT_TRUE(ids.insert(id).second) << id << " twice";
+    auto notes = patient->objects("notes");
+    ASSERT_EQ(notes.size(), 1u) << id;
+    EXPECT_EQ(notes[0]->value("text").stringValue(), id);
+  }
+  for (const char* tag : {"a", "b"})
+    for (int i = 0; i < saved[tag]; ++i)
+      EXPECT_TRUE(ids.count(tag + std::string("-") + std::to_string(i))) << tag << "-" << i;
+  EXPECT_EQ(ids.size(), static_cast<std::size_t>(saved["a"] + saved["b"]));
+}
+
+// A second process that holds MainStore.sqlite locked until told to let go.
+class StoreLocker {
+ public:
+  explicit StoreLocker(const fs::path& directory)
+      : directory_(directory),
+        child_("HoldsTheStoreLocked", {{kChildDocuments, directory.string()}}) {}
+  bool locked() { return child_.started() && waitForFile(directory_ / "locked"); }
+  void release() { std::ofstream(directory_ / "release") << "release"; }
+  int wait() { return child_.wait(); }
+
+ private:
+  fs::path directory_;
+  ChildProcess child_;
+};
+
+std::vector<std::string> namesIn(const fs::path& directory) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(directory))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+TEST_F(ObjectStoreTest, BusyStoreIsWaitedForThenLeftUntouched) {
+  {
+    ObjectStore store;
+    store.createObject("Patient")->setValue("patientId", "kept");
+    ASSERT_TRUE(store.saveChanges());
+  }
+  // A lock that goes away within the wait: the store opens normally.
+  {
+    StoreLocker locker(documents.path());
+    ASSERT_TRUE(locker.locked());
+    std::thread releaser([&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(300));
+      locker.release();
+    });
+    platform::ConsoleCapture console;
+    ObjectStore store;
+    releaser.join();
+    EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
+    auto patients = store.fetchObjectsWithName("Patient");
+    ASSERT_TRUE(patients.has_value());
+    EXPECT_EQ(patients->size(), 1u);
+    EXPECT_EQ(locker.wait(), 0);
+  }
+  fs::remove(documents.path() / "locked");
+  fs::remove(documents.path() / "release");
+
+  // A lock held past the wait: reported, the file left alone, saves fail.
+  StoreLocker locker(documents.path());
+  ASSERT_TRUE(locker.locked());
+  const auto before = namesIn(documents.path());
+  {
+    platform::ConsoleCapture console;
+    ObjectStore store;
+    auto lines = console.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].rfind("ObjectStore.persistentStoreCoordinator: Unable to open persistent "
+                             "store; the store file was left untouched.Error Domain=",
+                             0),
+              0u)
+        << lines[0];
+    EXPECT_EQ(namesIn(documents.path()), before);
+    console.clear();
+    store.createObject("Patient")->setValue("patientId", "lost");
+    EXPECT_FALSE(store.saveChanges());
+    EXPECT_EQ(console.lines(), std::vector<std::string>{"Error saving context"});
+  }
+  locker.release();
+  EXPECT_EQ(locker.wait(), 0);
+  ObjectStore after;
+  auto patients = after.fetchObjectsWithName("Patient");
+  ASSERT_TRUE(patients.has_value());
+  ASSERT_EQ(patients->size(), 1u);
+  EXPECT_EQ((*patients)[0]->value("patientId").stringValue(), "kept");
+}
+
+// Child sides of the two-process tests; skipped when run on their own.
+class ObjectStoreChild : public ObjectStoreTest {
+ protected:
+  void SetUp() override {
+    ObjectStoreTest::SetUp();
+    const char* directory = std::getenv(kChildDocuments);
+    if (!directory) GTEST_SKIP() << "run by the two-process tests";
+    shared = directory;
+    platform::HostEnvironment::setDocumentsDirectory(shared);
+  }
+  fs::path shared;
+};
+
+TEST_F(ObjectStoreChild, SavesPatientsUntilTimeIsUp) {
+  const std::string tag = std::getenv(kChildTag);
+  ObjectStore store;
+  std::ofstream(shared / (tag + ".ready")) << "ready";
+  ASSERT_TRUE(waitForFile(shared / "go"));
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+  int saved = 0;
+  for (int i = 0; std::chrono::steady_clock::now() < until; ++i) {
+    std::string id = tag + "-" + std::to_string(i);
+    ManagedObject* patient = store.createObject("Patient");
+    patient->setValue("patientId", id);
+    ManagedObject* note = store.createObject("Note");
+    note->setValue("text", id);
+    note->setObject("patient", patient);
+    ASSERT_TRUE(store.saveChanges()) << id;
+    saved = i + 1;
+    std::ofstream(shared / (tag + ".saved")) << saved;
+  }
+}
+
+TEST_F(ObjectStoreChild, HoldsTheStoreLocked) {
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open((shared / "MainStore.sqlite").c_str(), &db), SQLITE_OK);
+  // Exclusive locking mode keeps every other connection out, readers too.
+  ASSERT_EQ(sqlite3_exec(db,
+                         "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; "
+                         "UPDATE Z_METADATA SET Z_VALUE = Z_VALUE",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK)
+      << sqlite3_errmsg(db);
+  std::ofstream(shared / "locked") << "locked";
+  EXPECT_TRUE(waitForFile(shared / "release"));
+  sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+  sqlite3_close(db);
 }
 
 TEST(ObjectTypeTest, RawValuesAreCaseSensitive) {

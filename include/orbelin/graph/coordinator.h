@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -15,6 +17,10 @@ namespace detail {
 class Store;
 }
 
+// How long one statement on an SQLite store waits for a lock that another
+// connection holds before it gives up with SQLITE_BUSY.
+inline constexpr std::chrono::milliseconds kStoreBusyTimeout{5000};
+
 enum class StoreType {
   InMemory,  // rows kept in memory, gone when the coordinator goes
   SQLite,    // rows in an SQLite file
@@ -23,13 +29,27 @@ enum class StoreType {
 // Joins a model to (at most) one store. Contexts over the same coordinator
 // share the store and see each other's saves there.
 //
-// SQLite files: created owner-only (0600) together with their journal files,
-// one table per entity, a join table per to-many relationship whose inverse is
-// not to-one, an order column where a relationship is ordered. Every save is
+// SQLite files: created owner-only (0600) together with their journal files;
+// missing parent directories are created owner-only (0700) first. One table
+// per entity, a join table per to-many relationship whose inverse is not
+// to-one, an order column where a relationship is ordered. Every save is
 // one transaction, so a process killed in the middle of a save leaves the
 // file holding all or none of it. A file written with a model of another
 // versionIdentifier, or a file that is not an SQLite database, is refused
-// with an error and left exactly as it was.
+// with an error and left exactly as it was (isIncompatibleStoreError).
+//
+// Primary keys: an object's key is permanent from its insertion. Keys come
+// from blocks reserved in the file itself (table Z_PRIMARYKEY, one row per
+// entity, updated inside a BEGIN IMMEDIATE transaction), so coordinators in
+// one process or in several processes on the same file never hand out the
+// same key. A block holds 16 keys at first and doubles with each
+// reservation up to 4096; unused keys of a block are simply skipped.
+//
+// Locks held by other processes: every statement waits up to
+// kStoreBusyTimeout for a lock. An open that still finds the file locked
+// fails with isBusyStoreError and leaves the file alone; a save that does
+// fails and rolls back. An insertion whose block cannot be reserved gets a
+// temporary negative key, and a save of that object fails.
 //
 // Ownership: contexts hold the coordinator through a shared_ptr; the
 // coordinator holds the model and the store.
@@ -51,7 +71,9 @@ class PersistentStoreCoordinator {
   Status addPersistentStore(StoreType type, const std::filesystem::path& location);
   bool hasStore() const;
 
-  // Internal: used by contexts.
+  // Internal: used by contexts. A key no other coordinator on the same
+  // store hands out; negative (and unsavable in a file) when no block could
+  // be reserved.
   std::int64_t nextPrimaryKey(const EntityDescription& entity);
   detail::Store* store() const { return storePtr_.load(std::memory_order_acquire); }
   std::mutex& storeMutex() const { return storeMutex_; }
@@ -59,9 +81,25 @@ class PersistentStoreCoordinator {
  private:
   std::shared_ptr<const ManagedObjectModel> model_;
   mutable std::mutex storeMutex_;
-  std::unique_ptr<detail::Store> store_;                   // guarded by storeMutex_ (set once)
-  std::atomic<detail::Store*> storePtr_{nullptr};          // store_, readable without the lock
-  std::unique_ptr<std::atomic<std::int64_t>[]> nextKeys_;  // per entity, by position in the model
+  std::unique_ptr<detail::Store> store_;           // guarded by storeMutex_ (set once)
+  std::atomic<detail::Store*> storePtr_{nullptr};  // store_, readable without the lock
+  struct KeyBlock {
+    std::int64_t next = 1;
+    std::int64_t limit = 1;  // first key past the block
+    std::int64_t size = 8;   // of the last reservation
+  };
+  std::mutex keysMutex_;           // taken before storeMutex_
+  std::vector<KeyBlock> keys_;     // guarded by keysMutex_; by entity position
+  std::int64_t temporaryKey_ = 0;  // guarded by keysMutex_; counts down
 };
+
+// Whether addPersistentStore failed because the file is not a store of this
+// model: written by another model version, not an SQLite database, or
+// damaged. Only such a file may be set aside; any other failure says
+// nothing about the file's content.
+bool isIncompatibleStoreError(const Error& error);
+// Whether addPersistentStore (or a save) failed because another connection
+// held the file locked for longer than kStoreBusyTimeout.
+bool isBusyStoreError(const Error& error);
 
 }  // namespace orbelin::graph

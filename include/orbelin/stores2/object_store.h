@@ -34,12 +34,18 @@ std::optional<ObjectType> objectTypeFromRawValue(std::string_view rawValue);
 // are answered. A save in either is merged into the other before the save
 // returns.
 //
-// A store file that does not fit the model (another model version, or not a
-// database) is set aside with every companion file as
+// The documents directory is created (owner-only) when it is missing. A
+// store file that does not fit the model (another model version, not a
+// database, damaged) is set aside with every companion file as
 // "Incompatible" + old name + "yyyy-MM-dd-HH-mm-ss", and a new empty store is
-// created in its place. Failures are reported as console lines and false or
-// absent results, never by exceptions or crashes (except a missing model at
-// the coordinator, which is a programming error).
+// created in its place. A file that another process keeps locked is waited
+// for (graph::kStoreBusyTimeout per statement); past that it is left
+// untouched, the line "ObjectStore.persistentStoreCoordinator: Unable to open
+// persistent store; the store file was left untouched." + the error is
+// logged, and the store runs without a file (saves fail). Several stores,
+// in one process or several, may share the file: object keys never collide. Failures are reported
+// as console lines and false or absent results, never by exceptions or crashes (except a missing
+// model at the coordinator, which is a programming error).
 //
 // Ownership: the store owns both contexts, and they own the objects they
 // hand out (see graph::ManagedObject). Objects returned by fetchObjects
