@@ -163,4 +163,16 @@ void registerFirstGenerationModel() {
   });
 }
 
+namespace {
+// The model is known from program start, so the shared stack finds it
+// whatever touches it first (a host may save before any login). Only the
+// builder is registered here; the model is built on first use.
+const bool registeredAtStart = (registerFirstGenerationModel(), true);
+}  // namespace
+
 }  // namespace orbelin
+
+// Named by the records library's link options (--undefined), so that this
+// object, and with it the registration above, is part of every program that
+// links the records, even one that has called no record yet.
+extern "C" const bool orbelin_records_model_linked = orbelin::registeredAtStart;

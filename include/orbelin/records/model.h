@@ -26,10 +26,12 @@ namespace orbelin {
 std::shared_ptr<const graph::ManagedObjectModel> buildFirstGenerationModel();
 
 // Registers the model under CoreDataStack::kModelName with
-// graph::ModelCatalog, once; later calls do nothing. Every create and
-// fetchRequest() calls it, so the shared stack finds the model whenever a
-// record is made; a host or store that touches the stack before any record
-// should call it first.
+// graph::ModelCatalog, once; later calls do nothing. It runs at program
+// start in every program that links the records (their link options keep
+// the registering object in), so CoreDataStack::sharedInstance() finds the
+// model whatever touches it first; every create and fetchRequest() calls it
+// too. Only code that runs before main (another static initializer) must
+// call it itself before touching the stack.
 // Thread safety: any thread.
 void registerFirstGenerationModel();
 
