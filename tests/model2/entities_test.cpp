@@ -24,6 +24,38 @@ using graph::ManagedObject;
 using orbelin::ObjectStore;
 using namespace std::chrono_literals;
 
+// setProperties' argument form: the required arguments must all be given,
+// in the properties' order, with the vocabulary's type; otherwise the call
+// does not compile.
+template <typename P>
+concept BuildsWithRequiredOnly = requires {
+  P{.patientId = "p",
+    .firstName = "Ann",
+    .lastName = "Lee",
+    .gender = GenderEnum::Male,
+    .birthDate = Date{}};
+};
+template <typename P>
+concept BuildsWithoutPatientId = requires {
+  P{.firstName = "Ann", .lastName = "Lee", .gender = GenderEnum::Male, .birthDate = Date{}};
+};
+template <typename P>
+concept BuildsOutOfOrder = requires {
+  P{.firstName = "Ann",
+    .patientId = "p",
+    .lastName = "Lee",
+    .gender = GenderEnum::Male,
+    .birthDate = Date{}};
+};
+template <typename P>
+concept TakesTextForACase = requires {
+  P{.patientId = "p", .firstName = "Ann", .lastName = "Lee", .gender = "Male", .birthDate = Date{}};
+};
+static_assert(BuildsWithRequiredOnly<Patient2::Properties>);
+static_assert(!BuildsWithoutPatientId<Patient2::Properties>);
+static_assert(!BuildsOutOfOrder<Patient2::Properties>);
+static_assert(!TakesTextForACase<Patient2::Properties>);
+
 // The whole catalogue, one row per property in declaration order: the
 // attribute's kind, or the relationship's shape ("one", "many", "ordered"),
 // destination entity and inverse.
