@@ -1,5 +1,6 @@
 #include "recovery_report.h"
 
+#include <cmath>
 #include <ctime>
 #include <map>
 #include <ostream>
@@ -224,8 +225,8 @@ void writeCounts(std::ostream& out) {
 
 std::string dateText(const graph::Value& value) {
   auto date = value.date();
-  if (!date) return "-";
-  std::time_t seconds = std::chrono::system_clock::to_time_t(*date);
+  if (!date || !isInDateRange(*date)) return "-";
+  auto seconds = static_cast<std::time_t>(std::floor(secondsSince1970(*date)));
   std::tm local{};
   if (localtime_r(&seconds, &local) == nullptr) return "-";
   char text[32];

@@ -26,12 +26,34 @@ Settings& settings() {
 }
 
 UDate toUDate(Date date) {
-  return std::chrono::duration<double, std::milli>(date.time_since_epoch()).count();
+  return secondsSince1970(date) * 1000.0;
 }
 
-Date fromUDate(UDate milliseconds) {
-  return Date(std::chrono::duration_cast<Date::duration>(
-      std::chrono::duration<double, std::milli>(milliseconds)));
+// Assembly can land outside the years a Date holds (day 9999-12-31 plus one);
+// such a result is no date.
+OptionalDate fromUDate(UDate milliseconds) {
+  return makeDate(milliseconds / 1000.0);
+}
+
+// Proleptic Gregorian, as ISO 8601 text means it: without this, ICU counts
+// days before 15 October 1582 in the Julian calendar.
+void makeProleptic(icu::GregorianCalendar& calendar) {
+  UErrorCode status = U_ZERO_ERROR;
+  calendar.setGregorianChange(U_DATE_MIN, status);
+}
+
+// Every field is read and assembled in the Gregorian calendar, whatever the
+// locale's own calendar (Buddhist, Islamic, Japanese): ages, days and the
+// demonstration clock are Gregorian arithmetic. The locale is fixed for the
+// same reason.
+std::unique_ptr<icu::GregorianCalendar> makeGregorian(const icu::TimeZone& zone) {
+  UErrorCode status = U_ZERO_ERROR;
+  auto calendar =
+      std::make_unique<icu::GregorianCalendar>(zone, icu::Locale("en_US_POSIX"), status);
+  if (U_FAILURE(status)) return nullptr;
+  calendar->setLenient(true);
+  makeProleptic(*calendar);
+  return calendar;
 }
 
 UCalendarDateFields field(Unit unit) {
@@ -80,6 +102,13 @@ std::unique_ptr<icu::SimpleDateFormat> makeFormat(const char* pattern, const icu
       std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(pattern), locale, status);
   if (U_FAILURE(status)) return nullptr;
   if (zone) format->setTimeZone(*zone);
+  // The locale's calendar stays (the display follows the device), but a
+  // Gregorian one shows early dates proleptically, like the rest of the layer.
+  if (auto* gregorian = dynamic_cast<const icu::GregorianCalendar*>(format->getCalendar())) {
+    auto* copy = gregorian->clone();
+    makeProleptic(*copy);
+    format->adoptCalendar(copy);
+  }
   return format;
 }
 
@@ -118,14 +147,7 @@ void ThreadCalendars::rebuild(unsigned long generation) {
   zone_.reset(zoneId ? icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(*zoneId))
                      : icu::TimeZone::createDefault());
   icu::Locale locale = localeId ? icu::Locale(localeId->c_str()) : icu::Locale::getDefault();
-  UErrorCode status = U_ZERO_ERROR;
-  calendar_.reset(icu::Calendar::createInstance(*zone_, locale, status));
-  if (U_FAILURE(status)) calendar_.reset();
-  status = U_ZERO_ERROR;
-  gregorian_ = std::make_unique<icu::GregorianCalendar>(*zone_, locale, status);
-  if (U_FAILURE(status)) gregorian_.reset();
-  if (calendar_) calendar_->setLenient(true);
-  if (gregorian_) gregorian_->setLenient(true);
+  calendar_ = makeGregorian(*zone_);
   dateFormat_ = makeFormat("MM/dd/yyyy", locale, zone_.get());
   timeFormat_ = makeFormat("hh:mm a", locale, zone_.get());
   reference941_.reset();
@@ -173,12 +195,12 @@ int ThreadCalendars::zoneOffsetHours(Date date) {
 
 OptionalDate ThreadCalendars::todayAt(Date now, int hour, int minute) {
   auto today = fields(now);
-  if (!today || !gregorian_) return std::nullopt;
+  if (!today || !calendar_) return std::nullopt;
   CalendarFields target = *today;
   target.hour = hour;
   target.minute = minute;
   target.second = 0;
-  return assembleWith(*gregorian_, target);
+  return assembleWith(*calendar_, target);
 }
 
 OptionalDate ThreadCalendars::todayAt941(Date now) {
@@ -202,7 +224,7 @@ OptionalDate ThreadCalendars::todayAt941(Date now) {
 
 std::optional<OptionalDate> ThreadCalendars::rememberedSimulated(Date date, Date reference) const {
   if (reference != simulatedReference_) return std::nullopt;
-  auto found = simulated_.find(date.time_since_epoch().count());
+  auto found = simulated_.find(secondsSince1970(date));
   if (found == simulated_.end()) return std::nullopt;
   return found->second;
 }
@@ -214,7 +236,7 @@ void ThreadCalendars::rememberSimulated(Date date, Date reference, OptionalDate 
     simulated_.clear();
     simulatedReference_ = reference;
   }
-  simulated_.emplace(date.time_since_epoch().count(), result);
+  simulated_.emplace(secondsSince1970(date), result);
 }
 
 }  // namespace orbelin::dates

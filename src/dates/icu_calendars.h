@@ -49,11 +49,12 @@ class ThreadCalendars {
   ThreadCalendars(const ThreadCalendars&) = delete;
   ThreadCalendars& operator=(const ThreadCalendars&) = delete;
 
-  // Fields of `date` in the user's calendar and the local zone.
+  // Fields of `date` in the Gregorian calendar and the local zone.
   std::optional<CalendarFields> fields(Date date);
-  // Lenient assembly in the user's calendar: out-of-range fields roll over.
+  // Lenient Gregorian assembly: out-of-range fields roll over. Absent when the
+  // result falls outside the years a Date holds.
   OptionalDate assemble(const CalendarFields& fields);
-  // Whole units from `from` to `to` (signed), measured by the user's calendar.
+  // Whole units from `from` to `to` (signed), in the Gregorian calendar.
   std::optional<int> difference(Date from, Date to, Unit unit);
   std::string format(Date date, Pattern pattern);
   // The local time zone (never null once get() has returned): for other
@@ -77,8 +78,8 @@ class ThreadCalendars {
 
   unsigned long generation_ = 0;
   std::unique_ptr<icu::TimeZone> zone_;
-  std::unique_ptr<icu::Calendar> calendar_;
-  std::unique_ptr<icu::GregorianCalendar> gregorian_;
+  // Proleptic Gregorian in the local zone, whatever the locale's calendar.
+  std::unique_ptr<icu::GregorianCalendar> calendar_;
   std::unique_ptr<icu::SimpleDateFormat> dateFormat_;
   std::unique_ptr<icu::SimpleDateFormat> timeFormat_;
   // The 09:41 reference of the local day [dayStart_, dayEnd_).
@@ -86,7 +87,7 @@ class ThreadCalendars {
   Date dayEnd_{};
   OptionalDate reference941_;
   Date simulatedReference_{};
-  std::unordered_map<Date::rep, OptionalDate> simulated_;
+  std::unordered_map<double, OptionalDate> simulated_;
 };
 
 }  // namespace orbelin::dates

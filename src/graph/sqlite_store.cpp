@@ -30,7 +30,9 @@ namespace orbelin::graph::detail {
 
 namespace {
 
-constexpr const char* kVersionKey = "modelVersion";
+// Files whose dates were 64-bit nanosecond counts kept the version under
+// "modelVersion"; they read as another version and are set aside.
+constexpr const char* kVersionKey = "modelVersion.realDates";
 
 Error storeError(long code, const std::string& text) {
   return Error(error_domain::kPersistence, code, text);
@@ -88,6 +90,7 @@ const char* columnType(AttributeType type) {
     case AttributeType::Transformable:
       return "TEXT";
     case AttributeType::Double:
+    case AttributeType::Date:  // seconds since 1970, as the Date itself
       return "REAL";
     case AttributeType::Binary:
       return "BLOB";
@@ -165,7 +168,7 @@ void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
       sqlite3_bind_int(stmt, position, value.boolValue() ? 1 : 0);
       return;
     case Value::Kind::Date:
-      sqlite3_bind_int64(stmt, position, value.date()->time_since_epoch().count());
+      sqlite3_bind_double(stmt, position, secondsSince1970(*value.date()));
       return;
     case Value::Kind::Binary: {
       const Bytes& b = *value.binary();
@@ -199,7 +202,7 @@ Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
     case AttributeType::Boolean:
       return sqlite3_column_int64(stmt, column) != 0;
     case AttributeType::Date:
-      return Date(Date::duration(sqlite3_column_int64(stmt, column)));
+      return dateFromSeconds(sqlite3_column_double(stmt, column));
     case AttributeType::Binary: {
       auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, column));
       return Bytes(data, data + sqlite3_column_bytes(stmt, column));

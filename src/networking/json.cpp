@@ -95,9 +95,13 @@ std::optional<orbelin::Date> parseISO8601Date(std::string_view text) {
   year_month_day ymd{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
                      std::chrono::day(static_cast<unsigned>(day))};
   if (!ymd.ok() || hour > 23 || minute > 59 || second > 60) return std::nullopt;
-  auto moment = sys_days(ymd) + hours(hour) + minutes(minute) + seconds(second) +
-                nanoseconds(nanos) - minutes(offset);
-  return time_point_cast<orbelin::Date::duration>(moment);
+  // Whole seconds in 64 bits (every 4-digit year fits), then the fraction:
+  // a nanosecond count would overflow beyond 2262.
+  auto wholeSeconds =
+      (sys_days(ymd) + hours(hour) + minutes(minute) + seconds(second) - minutes(offset))
+          .time_since_epoch()
+          .count();
+  return orbelin::makeDate(static_cast<double>(wholeSeconds) + static_cast<double>(nanos) / 1e9);
 }
 
 JSON::JSON(boost::json::value document)
@@ -176,7 +180,7 @@ std::vector<JSON> JSON::arrayValue() const {
 std::optional<orbelin::Date> JSON::date() const {
   if (node_ == nullptr) return std::nullopt;
   if (node_->is_string()) return parseISO8601Date(node_->get_string());
-  if (node_->is_number()) return orbelin::dateFromSeconds(doubleValue());
+  if (node_->is_number()) return orbelin::makeDate(doubleValue());
   return std::nullopt;
 }
 

@@ -5,16 +5,16 @@
 namespace orbelin::platform {
 namespace {
 // Zero means "not pinned"; a pinned time of exactly the epoch is not needed.
-std::atomic<Date::rep> pinnedTicks{0};
+std::atomic<double> pinnedSeconds{0};
 }  // namespace
 
 Date Clock::now() {
-  Date::rep ticks = pinnedTicks.load(std::memory_order_relaxed);
-  return ticks == 0 ? std::chrono::system_clock::now() : Date(Date::duration(ticks));
+  double seconds = pinnedSeconds.load(std::memory_order_relaxed);
+  return seconds == 0 ? Date(std::chrono::system_clock::now()) : dateFromSeconds(seconds);
 }
 
 void Clock::setNowForTesting(std::optional<Date> now) {
-  pinnedTicks.store(now ? now->time_since_epoch().count() : 0, std::memory_order_relaxed);
+  pinnedSeconds.store(now ? secondsSince1970(*now) : 0, std::memory_order_relaxed);
 }
 
 }  // namespace orbelin::platform

@@ -80,14 +80,7 @@ std::vector<Task*> sortedBy(const std::vector<Task*>& tasks) {
 
 // The due date moved by `minutes`, or absent when the result cannot be held.
 std::optional<Date> shifted(Date due, std::int64_t minutes) {
-  std::int64_t seconds = 0;
-  if (__builtin_mul_overflow(minutes, std::int64_t{60}, &seconds)) return std::nullopt;
-  using std::chrono::duration_cast;
-  const std::int64_t limit = duration_cast<std::chrono::seconds>(Date::duration::max()).count() - 1;
-  const std::int64_t dueSeconds =
-      duration_cast<std::chrono::seconds>(due.time_since_epoch()).count();
-  if (seconds > limit - dueSeconds || seconds < -limit - dueSeconds) return std::nullopt;
-  return due + std::chrono::seconds(seconds);
+  return makeDate(secondsSince1970(due) + static_cast<double>(minutes) * 60.0);
 }
 
 }  // namespace

@@ -31,7 +31,11 @@ namespace TamberNetworking {
 //     zone at all (taken as UTC); "T" or one space between date and time;
 //     a bare date "2015-04-21" (midnight UTC);
 //   - a number: seconds since 1970-01-01T00:00Z.
-// Anything else (other text, out-of-range fields such as month 13) is not a date.
+// Anything else (other text, out-of-range fields such as month 13, a moment
+// outside years 1 to 9999 such as a millisecond timestamp or 1e300) is not a
+// date: never a wrapped or clamped one. dateValue falls back to the epoch, a
+// stable value that sorts and moves like any date; imports that must tell
+// "no date" apart (a patient's birthdate) read date() instead.
 //
 // Ownership: a JSON shares ownership of the whole parsed document, so a member
 // view stays valid after the value it came from is gone. Copies are cheap (a
