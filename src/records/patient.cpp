@@ -30,7 +30,9 @@ void fillPlainAttributes(Patient& patient, const JSON& json) {
   patient.setValueAt(Patient::kRoomNumber, json[S::PatientRoomNumber].stringValue());
   patient.setValueAt(Patient::kGender, json[S::PatientGender].stringValue());
   patient.setValueAt(Patient::kAcuity, json[S::PatientAcuity].intValue());
-  patient.setValueAt(Patient::kBirthdate, json[S::PatientBirthdate].dateValue());
+  // Kept absent when missing or not a date: the epoch fallback would make
+  // the patient 56 years old on a clinical screen, where age 0 says unknown.
+  patient.setValueAt(Patient::kBirthdate, json[S::PatientBirthdate].date());
   patient.setValueAt(Patient::kAmbulatoryStatus, json[S::PatientAmbulatoryStatus].stringValue());
   patient.setValueAt(Patient::kCodeStatus, json[S::PatientCodeStatus].stringValue());
   patient.setValueAt(Patient::kDietType, json[S::PatientDietType].stringValue());

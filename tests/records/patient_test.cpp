@@ -101,7 +101,8 @@ TEST_F(RecordsTest, PatientFallbacksNeverFail) {
     EXPECT_EQ(patient->firstName(), "");  // and numbers as text ""
     EXPECT_EQ(patient->acuity(), 0);
     EXPECT_EQ(patient->fullName(), " ");
-    EXPECT_EQ(patient->birthdate(), Date{});  // the epoch
+    EXPECT_EQ(patient->birthdate(), std::nullopt);  // absent, not the epoch
+    EXPECT_EQ(patient->age(), 0);
     EXPECT_TRUE(patient->diagnoses().empty());
     EXPECT_TRUE(patient->medications().empty());
     EXPECT_TRUE(patient->tasks().empty());
@@ -219,6 +220,28 @@ TEST_F(RecordsTest, NoContextGivesNoRecordAndNoCrash) {
   EXPECT_EQ(StaffMember::create(json("{}")), nullptr);
   EXPECT_EQ(Allergy::create("x"), nullptr);
   CoreDataStack::sharedInstance().setManagedObjectContext(context_);
+}
+
+}  // namespace
+}  // namespace orbelin::test
+
+namespace orbelin::test {
+namespace {
+
+// A birthdate that is missing, null or not a date leaves the patient without
+// one (age 0), never the epoch (56 years); far real dates keep their age.
+TEST_F(RecordsTest, PatientBirthdateWithoutAUsableDateGivesAgeZero) {
+  for (const char* member :
+       {R"({})", R"({"birthdate": null})", R"({"birthdate": ""})", R"({"birthdate": "13/06/1996"})",
+        R"({"birthdate": 1e300})", R"({"birthdate": "0000-01-01"})"}) {
+    Patient* patient = Patient::create(json(member));
+    ASSERT_NE(patient, nullptr);
+    EXPECT_EQ(patient->birthdate(), std::nullopt) << member;
+    EXPECT_EQ(patient->age(), 0) << member;
+  }
+  Patient* old = Patient::create(json(R"({"birthdate": "1500-01-01"})"));
+  ASSERT_NE(old, nullptr);
+  EXPECT_GT(old->age(), 500);
 }
 
 }  // namespace

@@ -139,7 +139,10 @@ class Patient : public FirstGenerationRecord {
 
   // firstName, one space, lastName (always both parts and the space).
   std::string fullName() const;
-  // Whole years from birthdate to now (DateUtils::ageFromDate); 0 without a birthdate.
+  // Whole years from birthdate to now (DateUtils::ageFromDate); 0 without a
+  // birthdate. The import leaves birthdate absent when the reply has none or
+  // one that is not a date (null, "", a moment outside years 1 to 9999),
+  // rather than the epoch that JSON::dateValue falls back to.
   std::int64_t age() const;
   // From dischargedDate minus today 09:41, in minutes and then hours, each
   // truncated toward zero: hours < 0 InThePast, 0 to 23 InToday, 24 and more
