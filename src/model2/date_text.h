@@ -15,8 +15,9 @@ namespace orbelin::model2::detail {
 
 // Whole seconds; fractions are dropped.
 std::optional<std::string> formatDateTime(Date date);
-// Strict: the whole text must match the format with real field values
-// ("2015-02-30 ..." and "2015-10-01" fail).
+// Strict: the whole text must match the format, with a four-digit year and
+// real field values ("2015-02-30 ...", "2015-10-01", a local time skipped by
+// a daylight-saving change all fail).
 OptionalDate parseDateTime(std::string_view text);
 
 }  // namespace orbelin::model2::detail

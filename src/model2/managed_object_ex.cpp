@@ -64,11 +64,12 @@ std::optional<std::string> NSManagedObjectEx::getAsJSONString() const {
 }
 
 void NSManagedObjectEx::setPropertiesFromJSONString(std::string_view text) {
-  // Text that is not UTF-8 is dropped without a word, as the platform's
-  // string-to-data conversion would.
-  if (!text::data(text)) return;
   auto dictionary = text::json(text);
   if (!dictionary) {
+    // Text that is not UTF-8 is dropped without a word, as the platform's
+    // string-to-data conversion would (checked only on failure: the parser
+    // refuses such text anyway).
+    if (!text::data(text)) return;
     platform::Console::log(
         "NSManagedObjectEx:setPropertiesFromJSONString: The text is not a JSON object; nothing "
         "changed");
