@@ -210,6 +210,16 @@ TEST_P(StoresEndToEndTest, TaskStoreFetches) {
 }
 
 TEST_P(StoresEndToEndTest, TaskStoreWardWideFilters) {
+  // Which sample tasks fall before 09:41 depends on the zone: the simulated
+  // dates take back only the whole hours of its offset (a half-hour zone
+  // moves every time by 30 minutes). The expectations are those of UTC.
+  struct ZonePin {
+    ZonePin() {
+      DateUtils::setTimeZone("UTC");
+      platform::Clock::setNowForTesting(DateUtils::makeTodayDateWithTime941());
+    }
+    ~ZonePin() { DateUtils::setTimeZone(std::nullopt); }
+  } pinned;
   Caught<std::optional<std::vector<Task*>>, std::optional<Error>> issues;
   TaskStore::allTasksWithReportIssue(issues.handler());
   ASSERT_TRUE(issues.wait());
