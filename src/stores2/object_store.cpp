@@ -52,8 +52,10 @@ Error fileError(int code, const std::string& what) {
 // The current moment as "yyyy-MM-dd-HH-mm-ss" in the device's time zone.
 std::string timestamp() {
   UErrorCode status = U_ZERO_ERROR;
+  // A file name, not a display: Gregorian fields and ASCII digits whatever
+  // the host's locale, so a Thai or Japanese calendar cannot change the year.
   icu::SimpleDateFormat formatter(icu::UnicodeString("yyyy-MM-dd-HH-mm-ss"),
-                                  icu::Locale::getDefault(), status);
+                                  icu::Locale("en_US_POSIX"), status);
   if (U_FAILURE(status)) return {};
   icu::UnicodeString text;
   formatter.format(secondsSince1970(platform::Clock::now()) * 1000.0, text);
