@@ -3,6 +3,8 @@
 
     python3 tools/sample_service.py --resources DIR --info-plist FILE
                                     [--port 0] [--user nurse --password orbelin]
+                                    [--compress] [--moved PREFIX [--moved-status 301]]
+                                    [--tls-cert PEM --tls-key PEM]
 
 Every path template of the Info.plist's "DataSourcePaths" becomes a route (a
 placeholder such as {userId} matches one path segment). A GET answers the JSON
@@ -16,6 +18,12 @@ patient.7.json). A POST or PUT of a JSON body on such a path replaces that
 resource in memory only and answers the body back; later GETs return it. The
 files on disk are never written. A body that is not JSON gives 400.
 
+--compress answers gzip (or deflate) whenever the request's Accept-Encoding
+allows it. --moved PREFIX answers every path under PREFIX with a redirect
+(--moved-status, default 301) to the same path without it, as a service that
+moved. --tls-cert and --tls-key serve HTTPS instead of HTTP (the certificate
+file may hold the chain).
+
 Control endpoints for tests (never recorded):
     GET  /__requests   the requests received so far: method, path, headers, body
     POST /__reset      forgets them, clears any fault and drops what was POSTed or PUT
@@ -25,6 +33,15 @@ Control endpoints for tests (never recorded):
                        {"delay_ms": 2000}   answer normally after a pause
                        {"malformed": true}  answer 200 with a body that is not JSON
                        {"drop": true}       close the connection without an answer
+                       {"redirect": 307, "location": "/x"}   answer that redirect
+                       {"encoding": "gzip"} answer normally, encoded: "gzip",
+                                            "deflate", "identity", "x-unknown" (sent
+                                            as is) or "broken" (declared gzip, not gzip)
+                       {"chunked": true}    answer normally, chunked (with or
+                                            without "encoding")
+
+Each recorded request also holds "reply_bytes": the reply body's length on
+the wire (after any encoding).
 
 The first line on stdout is "listening on 127.0.0.1:PORT" (port 0 picks a free
 one). The service stops on SIGTERM or SIGINT, and by itself when the process
@@ -33,14 +50,17 @@ that started it goes away. Only the Python standard library is used.
 
 import argparse
 import glob
+import gzip
 import json
 import os
 import plistlib
 import re
 import signal
+import ssl
 import sys
 import threading
 import time
+import zlib
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 # Service name -> (method, local resource name template). The templates name
@@ -158,17 +178,58 @@ class Handler(BaseHTTPRequestHandler):
             return None
         return self.rfile.read(length) if length else b""
 
+    def accepted_encoding(self):
+        offered = [part.split(";")[0].strip().lower()
+                   for part in (self.headers.get("Accept-Encoding") or "").split(",")]
+        for name in ("gzip", "deflate"):
+            if name in offered:
+                return name
+        return None
+
     def send(self, status, body, content_type="application/json"):
+        forced = self.forced or {}
+        encoding = forced.get("encoding")
+        if encoding is None and self.server.compress:
+            encoding = self.accepted_encoding()
+        declared = encoding
+        if encoding == "gzip":
+            body = gzip.compress(body, mtime=0)
+        elif encoding == "deflate":
+            body = zlib.compress(body)
+        elif encoding == "broken":
+            declared = "gzip"
+            body = b"\x1f\x8b this is not gzip at all" + body[:16]
         self.send_response(status)
         self.send_header("Content-Type", content_type)
-        self.send_header("Content-Length", str(len(body)))
+        if declared is not None:
+            self.send_header("Content-Encoding", declared)
+        if forced.get("chunked"):
+            self.send_header("Transfer-Encoding", "chunked")
+            self.end_headers()
+            for start in range(0, len(body), 100):
+                piece = body[start:start + 100]
+                self.wfile.write(b"%x\r\n%s\r\n" % (len(piece), piece))
+            self.wfile.write(b"0\r\n\r\n")
+        else:
+            self.send_header("Content-Length", str(len(body)))
+            self.end_headers()
+            self.wfile.write(body)
+        if self.entry is not None:
+            self.entry["reply_bytes"] += len(body)
+
+    def send_redirect(self, status, location):
+        self.send_response(status)
+        self.send_header("Location", location)
+        self.send_header("Content-Length", "0")
         self.end_headers()
-        self.wfile.write(body)
 
     def send_json(self, status, value):
         self.send(status, json.dumps(value).encode("utf-8"))
 
     def handle_any(self):
+        # One handler serves every request of a keep-alive connection.
+        self.entry = None
+        self.forced = None
         body = self.read_body()
         if body is None:
             self.send_json(413, {"error": "request body too large"})
@@ -177,14 +238,20 @@ class Handler(BaseHTTPRequestHandler):
         if path.startswith("/__"):
             self.handle_control(path, body)
             return
-        self.server.state.record({
+        self.entry = {
             "method": self.command,
             "path": self.path,
             "headers": {name: value for name, value in self.headers.items()},
             "body": body.decode("utf-8", "replace"),
-        })
+            "reply_bytes": 0,
+        }
+        self.server.state.record(self.entry)
         fault = self.server.state.take_fault()
         if fault is not None and self.apply_fault(fault):
+            return
+        moved = self.server.moved
+        if moved and (path == moved or path.startswith(moved + "/")):
+            self.send_redirect(self.server.moved_status, self.path[len(moved):] or "/")
             return
         self.answer(path, body)
 
@@ -224,6 +291,11 @@ class Handler(BaseHTTPRequestHandler):
         if fault.get("malformed"):
             self.send(200, b'{"staffMember": {"id": 7,')
             return True
+        if "redirect" in fault:
+            self.send_redirect(int(fault["redirect"]), str(fault.get("location", "/")))
+            return True
+        if "encoding" in fault or "chunked" in fault:
+            self.forced = fault
         return False
 
     def answer(self, path, body):
@@ -308,6 +380,19 @@ class Server(ThreadingHTTPServer):
     # The default backlog of 5 drops connections when a client opens many at
     # once, and the dropped ones only retry a second later.
     request_queue_size = 128
+    tls = None  # an ssl.SSLContext when serving HTTPS
+
+    def get_request(self):
+        sock, address = super().get_request()
+        if self.tls is not None:
+            # The handshake runs in the connection's own thread (on its first
+            # read), so a client that never completes it blocks nobody else.
+            sock = self.tls.wrap_socket(sock, server_side=True, do_handshake_on_connect=False)
+        return sock, address
+
+    def handle_error(self, request, client_address):
+        # Clients refusing the certificate, or hanging up, are expected in tests.
+        pass
 
 
 def parse_arguments():
@@ -317,6 +402,11 @@ def parse_arguments():
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--user", default="nurse")
     parser.add_argument("--password", default="orbelin")
+    parser.add_argument("--compress", action="store_true")
+    parser.add_argument("--moved", default="")
+    parser.add_argument("--moved-status", type=int, default=301)
+    parser.add_argument("--tls-cert")
+    parser.add_argument("--tls-key")
     return parser.parse_args()
 
 
@@ -328,6 +418,14 @@ def main():
     server.user = arguments.user
     server.password = arguments.password
     server.state = State()
+    server.compress = arguments.compress
+    server.moved = arguments.moved.rstrip("/")
+    server.moved_status = arguments.moved_status
+    if arguments.tls_cert:
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(arguments.tls_cert, arguments.tls_key or None)
+        context.set_alpn_protocols(["http/1.1"])
+        server.tls = context
 
     stop = threading.Event()
     signal.signal(signal.SIGTERM, lambda *_: stop.set())

@@ -1,8 +1,12 @@
 #include "orbelin/networking/data_source_manager.h"
 
 #include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <system_error>
+#include <vector>
 
 #include "orbelin/platform/console.h"
 #include "transport.h"
@@ -19,6 +23,10 @@ struct Configuration {
   std::optional<std::filesystem::path> resourceRoot;
   std::chrono::milliseconds timeout = 30s;
   std::size_t maximumReplySize = DataSourceManager::kDefaultMaximumReplySize;
+  std::optional<std::filesystem::path> certificateAuthorities;
+  // The system's bundle followed by the host's certificates; set with the path.
+  std::shared_ptr<const std::string> certificateBundle;
+  std::optional<std::string> pinnedPublicKey;
 };
 
 struct ManagerState {
@@ -96,7 +104,97 @@ Reply localReply(const DataSourceRequest& value, URLRequest urlRequest) {
   return reply;
 }
 
+constexpr std::string_view kBeginCertificate = "-----BEGIN CERTIFICATE-----";
+// Far above any real bundle; keeps a wrong path (a disk image, /dev/zero) out.
+constexpr std::uintmax_t kMaximumCertificateFileSize = std::uintmax_t{16} << 20;
+
+// Appends the file's text when it is a readable regular file of sane size.
+void appendCertificateFile(const std::filesystem::path& path, std::string& pem) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return;
+  auto size = std::filesystem::file_size(path, error);
+  if (error || size > kMaximumCertificateFileSize) return;
+  std::ifstream file(path, std::ios::binary);
+  std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  if (text.find(kBeginCertificate) == std::string::npos) return;
+  pem += text;
+  if (!pem.empty() && pem.back() != '\n') pem += '\n';
+}
+
+// Every PEM certificate at `location` (a file, or the files of a directory in
+// name order); "" when there is none.
+std::string readCertificates(const std::filesystem::path& location) {
+  std::string pem;
+  std::error_code error;
+  if (std::filesystem::is_directory(location, error)) {
+    std::vector<std::filesystem::path> files;
+    for (std::filesystem::directory_iterator it(location, error), end; !error && it != end;
+         it.increment(error))
+      files.push_back(it->path());
+    std::sort(files.begin(), files.end());
+    for (const auto& file : files) appendCertificateFile(file, pem);
+  } else {
+    appendCertificateFile(location, pem);
+  }
+  return pem;
+}
+
+bool isBase64SHA256(std::string_view text) {
+  // 32 bytes in base64: 43 characters and one "=".
+  if (text.size() != 44 || text.back() != '=') return false;
+  return std::all_of(text.begin(), text.end() - 1, [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '+' || c == '/';
+  });
+}
+
+bool isPinText(std::string_view pin) {
+  constexpr std::string_view kPrefix = "sha256//";
+  if (pin.empty()) return false;
+  for (;;) {
+    auto end = pin.find(';');
+    std::string_view one = pin.substr(0, end);
+    if (one.substr(0, kPrefix.size()) != kPrefix || !isBase64SHA256(one.substr(kPrefix.size())))
+      return false;
+    if (end == std::string_view::npos) return true;
+    pin.remove_prefix(end + 1);
+  }
+}
+
 }  // namespace
+
+bool DataSourceManager::setCertificateAuthorities(
+    std::optional<std::filesystem::path> pemFileOrDirectory) {
+  std::shared_ptr<const std::string> bundle;
+  if (pemFileOrDirectory) {
+    std::string extra = readCertificates(*pemFileOrDirectory);
+    if (extra.empty()) return false;
+    // libcurl takes one bundle in place of its default, so the system's
+    // certificates go in first to keep trusting them.
+    std::string pem = detail::Transport::systemCertificateAuthorities();
+    if (!pem.empty() && pem.back() != '\n') pem += '\n';
+    pem += extra;
+    bundle = std::make_shared<const std::string>(std::move(pem));
+  }
+  std::lock_guard lock(manager().mutex);
+  manager().configuration.certificateAuthorities = std::move(pemFileOrDirectory);
+  manager().configuration.certificateBundle = std::move(bundle);
+  return true;
+}
+
+std::optional<std::filesystem::path> DataSourceManager::certificateAuthorities() {
+  return snapshot().certificateAuthorities;
+}
+
+bool DataSourceManager::setPinnedPublicKey(std::optional<std::string> pin) {
+  if (pin && !isPinText(*pin)) return false;
+  std::lock_guard lock(manager().mutex);
+  manager().configuration.pinnedPublicKey = std::move(pin);
+  return true;
+}
+
+std::optional<std::string> DataSourceManager::pinnedPublicKey() {
+  return snapshot().pinnedPublicKey;
+}
 
 void DataSourceManager::setDefaultHeader(const std::string& name, const std::string& value) {
   if (!isSafeHeaderField(name, value)) {
@@ -185,8 +283,12 @@ std::shared_ptr<Request> DataSourceManager::request(const DataSourceRequest& val
     reply.request = std::move(urlRequest);
     request->finish(std::move(reply));
   } else {
-    detail::Transport::shared().start(request, std::move(urlRequest), configuration.timeout,
-                                      configuration.maximumReplySize);
+    detail::TransferOptions options;
+    options.timeout = configuration.timeout;
+    options.maximumReplySize = configuration.maximumReplySize;
+    options.certificateAuthorities = configuration.certificateBundle;
+    options.pinnedPublicKey = configuration.pinnedPublicKey;
+    detail::Transport::shared().start(request, std::move(urlRequest), std::move(options));
   }
   return request;
 }

@@ -81,6 +81,12 @@ void SampleService::start(const std::filesystem::path& resources,
       "python3",      scriptPath().string(), "--resources", resources.string(),
       "--info-plist", infoPlist.string(),    "--port",      "0",
       "--user",       options.user,          "--password",  options.password};
+  args.insert(args.end(), options.arguments.begin(), options.arguments.end());
+  if (options.tlsCertificate) {
+    tls_ = true;
+    args.insert(args.end(), {"--tls-cert", options.tlsCertificate->string()});
+    if (options.tlsKey) args.insert(args.end(), {"--tls-key", options.tlsKey->string()});
+  }
   std::vector<char*> argv;
   for (auto& arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
@@ -123,7 +129,7 @@ SampleService::~SampleService() {
 }
 
 std::string SampleService::baseUrl() const {
-  return "http://127.0.0.1:" + std::to_string(port_);
+  return (tls_ ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(port_);
 }
 
 std::optional<std::string> SampleService::call(const std::string& method, const std::string& path,
@@ -138,6 +144,10 @@ std::optional<std::string> SampleService::call(const std::string& method, const 
   curl_easy_setopt(easy.get(), CURLOPT_TIMEOUT_MS, 10000L);
   curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, appendText);
   curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &reply);
+  // The control channel talks to our own child; the certificate under test is
+  // checked by the library's requests, not here.
+  curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYPEER, 0L);
+  curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYHOST, 0L);
   if (method == "POST") {
     curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDS, body.c_str());
@@ -164,6 +174,8 @@ std::vector<RecordedRequest> SampleService::requests() const {
     request.method = text_of("method");
     request.path = text_of("path");
     request.body = text_of("body");
+    if (const auto* bytes = object.if_contains("reply_bytes"); bytes && bytes->is_int64())
+      request.replyBytes = static_cast<std::size_t>(bytes->get_int64());
     if (const auto* headers = object.if_contains("headers"); headers && headers->is_object()) {
       for (const auto& header : headers->get_object()) {
         if (header.value().is_string())

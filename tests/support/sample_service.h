@@ -17,6 +17,7 @@ struct RecordedRequest {
   std::string path;  // with the query string, if any
   std::map<std::string, std::string> headers;
   std::string body;
+  std::size_t replyBytes = 0;  // the reply body as sent, after any encoding
 
   // Header value by name, compared without case; "" when absent.
   std::string header(const std::string& name) const;
@@ -40,6 +41,11 @@ class SampleService {
     std::string user = "nurse";
     std::string password = "orbelin";
     std::chrono::milliseconds startTimeout{10000};
+    // More of the script's options ("--compress", "--moved", "/old").
+    std::vector<std::string> arguments;
+    // HTTPS with this certificate (chain) and key; baseUrl() says https then.
+    std::optional<std::filesystem::path> tlsCertificate;
+    std::optional<std::filesystem::path> tlsKey;
   };
 
   SampleService(const std::filesystem::path& resources, const std::filesystem::path& infoPlist);
@@ -53,13 +59,14 @@ class SampleService {
   // Why the service did not start; "" when it runs.
   const std::string& failure() const { return failure_; }
   int port() const { return port_; }
-  // "http://127.0.0.1:PORT" (no trailing slash).
+  // "http://127.0.0.1:PORT" or "https://127.0.0.1:PORT" (no trailing slash).
   std::string baseUrl() const;
 
   // The requests received since start or the last reset(), control calls excluded.
   std::vector<RecordedRequest> requests() const;
-  // Selects a fault: {"status": 500}, {"delay_ms": 2000}, {"malformed": true}
-  // or {"drop": true}, plus "count": N (default 1) or "all": true.
+  // Selects a fault: {"status": 500}, {"delay_ms": 2000}, {"malformed": true},
+  // {"drop": true}, {"redirect": 307, "location": "/x"}, {"encoding": "gzip"},
+  // {"chunked": true}, plus "count": N (default 1) or "all": true.
   bool setFault(const boost::json::object& fault) const;
   // Forgets the recorded requests and clears any fault.
   bool reset() const;
@@ -74,6 +81,7 @@ class SampleService {
   void start(const std::filesystem::path& resources, const std::filesystem::path& infoPlist,
              const Options& options);
 
+  bool tls_ = false;
   int pid_ = -1;
   int port_ = 0;
   std::string failure_;

@@ -21,8 +21,35 @@ namespace TamberNetworking {
 // thread, one libcurl multi handle, any number of transfers in flight. A URL
 // text that isValidURLText rejects is never sent; its handlers get a
 // NSURLErrorDomain error with code Request::kBadURL, and nothing is sent.
-// Replies that are not HTTP end with Request::kBadServerResponse. Replies are not
-// redirected; only http and https are spoken.
+// Replies that are not HTTP end with Request::kBadServerResponse. Only http and
+// https are spoken.
+//
+// Compression: every request offers (Accept-Encoding) each content encoding
+// the linked libcurl decodes (gzip and deflate, br and zstd where built in),
+// and replies are decoded before anyone sees them. A host that sets its own
+// Accept-Encoding default header changes what is offered, never the decoding.
+// A reply whose declared encoding cannot be decoded (unknown, or corrupt data)
+// ends as Request::kCannotDecodeRawData ("cannot decode raw data"), never as
+// the raw bytes.
+//
+// Redirects: a 301, 302, 303, 307 or 308 reply with a Location is followed, up
+// to kMaximumRedirects times (one more ends as Request::kHTTPTooManyRedirects).
+// 307 and 308 keep the method and body; 303 turns any method but HEAD into a
+// GET without body, and 301 and 302 turn a POST into one. Every header field
+// (defaults included) is sent again on each hop. A redirect from https to http
+// ends as Request::kSecureConnectionRequired, one to a scheme other than http
+// or https as Request::kUnsupportedURL. The response that the handlers and
+// validate() see is the last one: its status and its URL (HTTPURLResponse::url)
+// while the Reply's request stays the one first sent. A 3xx without a Location
+// is an ordinary reply. The request timeout covers every hop together.
+//
+// TLS: https servers are verified against the system's trust store, plus the
+// certificate authorities of setCertificateAuthorities, and against the pinned
+// public key of setPinnedPublicKey when one is set. HTTP/2 is used where a
+// server offers it over TLS. A certificate that fails verification, or a key
+// that does not match the pin, ends as Request::kServerCertificateUntrusted,
+// whose description names the reason; other TLS failures as
+// Request::kSecureConnectionFailed.
 //
 // Local mode: request() asks the value (which must also be RequestMatching)
 // for its local Response, right away on the calling thread, and delivers it
@@ -72,6 +99,24 @@ class DataSourceManager {
   static constexpr std::size_t kDefaultMaximumReplySize = std::size_t{64} << 20;
   static std::size_t maximumReplySize();
   static void setMaximumReplySize(std::size_t bytes);
+
+  // Certificate authorities trusted beside the system's ones for https: a PEM
+  // file, or a directory whose regular files (PEM) are all read. The files are
+  // read now; later changes to them are not seen until this is called again.
+  // Returns false, and keeps the earlier setting, when no PEM certificate can
+  // be read there. Absent (the default) trusts the system's store only.
+  static bool setCertificateAuthorities(std::optional<std::filesystem::path> pemFileOrDirectory);
+  static std::optional<std::filesystem::path> certificateAuthorities();
+
+  // The server's public key must match: "sha256//" followed by the base64
+  // SHA-256 of its DER public key (as curl's --pinnedpubkey), several joined by
+  // ';' when any of them may match. Returns false, and keeps the earlier
+  // setting, for any other text. Absent (the default): no pin.
+  static bool setPinnedPublicKey(std::optional<std::string> pin);
+  static std::optional<std::string> pinnedPublicKey();
+
+  // How many redirects one request follows at most.
+  static constexpr int kMaximumRedirects = 10;
 
   // Creates and starts a library request for `value` and returns it at once.
   // The value is only used during this call.

@@ -66,10 +66,16 @@ class Request : public std::enable_shared_from_this<Request> {
   static constexpr long kJSONSerializationFailed = 3840;      // TamberNetworking
   static constexpr long kBadURL = -1000;                      // NSURLErrorDomain
   static constexpr long kTimedOut = -1001;
+  static constexpr long kUnsupportedURL = -1002;  // a redirect to another scheme
   static constexpr long kCannotConnectToHost = -1004;
   static constexpr long kNetworkConnectionLost = -1005;
+  static constexpr long kHTTPTooManyRedirects = -1007;
   static constexpr long kBadServerResponse = -1011;         // a reply that is not HTTP
+  static constexpr long kCannotDecodeRawData = -1015;       // content encoding
+  static constexpr long kSecureConnectionRequired = -1022;  // redirect from https to http
   static constexpr long kDataLengthExceedsMaximum = -1103;  // see maximumReplySize
+  static constexpr long kSecureConnectionFailed = -1200;
+  static constexpr long kServerCertificateUntrusted = -1202;  // verification or pin failed
   static constexpr long kUnknown = -1;
 
   // The reply body parsed as JSON (JSON::parse, depth-limited).
