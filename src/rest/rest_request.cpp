@@ -1,5 +1,7 @@
 #include "orbelin/rest/rest_request.h"
 
+#include <algorithm>
+
 #include "orbelin/networking/data_source_manager.h"
 #include "orbelin/networking/response.h"
 #include "orbelin/platform/console.h"
@@ -68,7 +70,10 @@ TamberNetworking::Response RestRequest::responseForURLRequest(
       platform::Console::log("LOCAL PUT\n " + bodyDescription(body_));
       break;
   }
-  return TamberNetworking::Response().withResource(name, "json");
+  // Remotely "/a" and "a" reach the same resource, so locally they read the
+  // same file too: the name is always relative to the resource root.
+  const std::size_t relative = std::min(name.find_first_not_of('/'), name.size());
+  return TamberNetworking::Response().withResource(name.substr(relative), "json");
 }
 
 }  // namespace orbelin

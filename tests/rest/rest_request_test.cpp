@@ -108,17 +108,44 @@ TEST_F(RestRequestTest, LocalModeReadsFoldersAndQueryNamesAndWritesNothing) {
                                       "LOCAL POST\n nil", "file url = list_ward_3_bed_2"}));
 }
 
+TEST_F(RestRequestTest, ALeadingSlashReadsTheSameResourceAndNeverLeavesTheRoot) {
+  const std::string record = R"({"entityName": "Patient", "patientId": "7"})";
+  writeFile(resources.path() / "hospital/patients/patient.7.json", record);
+  writeFile(resources.path() / "list_ward_3.json", R"({"list": true})");
+  DataSourceManager::setLocalMode(true);
+  platform::ConsoleCapture console;
+  Outcome plain, slash, slashes, query;
+  RestRequest::GET("hospital/patients/patient.7").execute()->responseString(plain.stringHandler());
+  RestRequest::GET("/hospital/patients/patient.7").execute()->responseString(slash.stringHandler());
+  RestRequest::PUT("//hospital/patients/patient.7", "{}")
+      .execute()
+      ->responseString(slashes.stringHandler());
+  RestRequest::GET("/list?ward=3").execute()->responseString(query.stringHandler());
+  for (Outcome* outcome : {&plain, &slash, &slashes}) {
+    ASSERT_TRUE(outcome->wait());
+    EXPECT_EQ(outcome->calls, 1);
+    EXPECT_FALSE(outcome->error) << outcome->error->description();
+    EXPECT_EQ(outcome->text.value_or(""), record);
+    ASSERT_TRUE(outcome->response);
+    EXPECT_EQ(outcome->response->url, slash.response->url) << "the very same file";
+  }
+  ASSERT_TRUE(query.wait());
+  EXPECT_EQ(query.text.value_or(""), R"({"list": true})");
+  EXPECT_TRUE(console.contains("file url = /hospital/patients/patient.7"));
+}
+
 TEST_F(RestRequestTest, LocalNamesThatLeaveTheRootOrAreMissingFailOnce) {
   writeFile(resources.path() / "../outside.json", "{}");
   DataSourceManager::setLocalMode(true);
   platform::ConsoleCapture console;
-  Outcome climbing, absolute, missing;
+  Outcome climbing, rootedClimb, absolute, missing;
   RestRequest::GET("../outside").execute()->responseString(climbing.stringHandler());
-  RestRequest::GET("/hospital/x").execute()->responseString(absolute.stringHandler());
+  RestRequest::GET("/../outside").execute()->responseString(rootedClimb.stringHandler());
+  RestRequest::GET("//hospital/x").execute()->responseString(absolute.stringHandler());
   RestRequest::GET("hospital/patients/patient.99")
       .execute()
       ->responseString(missing.stringHandler());
-  for (Outcome* outcome : {&climbing, &absolute, &missing}) {
+  for (Outcome* outcome : {&climbing, &rootedClimb, &absolute, &missing}) {
     ASSERT_TRUE(outcome->wait());
     EXPECT_EQ(outcome->calls, 1);
     ASSERT_TRUE(outcome->error);
@@ -126,7 +153,9 @@ TEST_F(RestRequestTest, LocalNamesThatLeaveTheRootOrAreMissingFailOnce) {
     EXPECT_FALSE(outcome->text.has_value());
   }
   EXPECT_EQ(climbing.error->code(), TamberNetworking::Response::kOutsideRoot);
-  EXPECT_EQ(absolute.error->code(), TamberNetworking::Response::kOutsideRoot);
+  EXPECT_EQ(rootedClimb.error->code(), TamberNetworking::Response::kOutsideRoot);
+  EXPECT_EQ(absolute.error->code(), TamberNetworking::Response::kNotFound)
+      << "read under the root, where there is no such file";
   EXPECT_EQ(missing.error->code(), TamberNetworking::Response::kNotFound);
   std::filesystem::remove(resources.path() / "../outside.json");
 }

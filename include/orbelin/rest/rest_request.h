@@ -24,7 +24,9 @@ namespace orbelin {
 //
 // Local form: every case answers from the resource queryToFile(path) + ".json"
 // under the manager's resource root, folders included
-// ("hospital/patients/patient.7" reads hospital/patients/patient.7.json). A
+// ("hospital/patients/patient.7" reads hospital/patients/patient.7.json), with
+// any leading "/" left out of the name: "/hospital/a" reads what "hospital/a"
+// reads, and no path reaches outside the root. A
 // local POST or PUT writes nothing anywhere: it logs its body and answers what
 // a GET of the same path would. Console lines:
 //   GET:  "file url = " + queryToFile(path)
