@@ -7,17 +7,37 @@ namespace orbelin::platform {
 namespace {
 std::mutex consoleMutex;
 ConsoleCapture* activeCapture = nullptr;  // guarded by consoleMutex
-}  // namespace
+Console::Sink hostSink;                   // guarded by consoleMutex
+// True while this thread runs the host's sink (which then holds the lock).
+thread_local bool inSink = false;
 
-void Console::log(std::string_view line) {
-  std::lock_guard lock(consoleMutex);
-  if (activeCapture != nullptr) {
-    activeCapture->record(line);
-    return;
-  }
+void writeToStdout(std::string_view line) {
   std::fwrite(line.data(), 1, line.size(), stdout);
   std::fputc('\n', stdout);
   std::fflush(stdout);
+}
+}  // namespace
+
+void Console::log(std::string_view line) {
+  if (inSink) {
+    // The lock is already held by this thread, around the sink's own call.
+    writeToStdout(line);
+    return;
+  }
+  std::lock_guard lock(consoleMutex);
+  if (activeCapture != nullptr) activeCapture->record(line);
+  if (hostSink) {
+    inSink = true;
+    hostSink(line);
+    inSink = false;
+    return;
+  }
+  if (activeCapture == nullptr) writeToStdout(line);
+}
+
+void Console::setSink(Sink sink) {
+  std::lock_guard lock(consoleMutex);
+  hostSink = std::move(sink);
 }
 
 ConsoleCapture::ConsoleCapture() {

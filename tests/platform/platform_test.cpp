@@ -1,5 +1,9 @@
+#include <unistd.h>
+
 #include <atomic>
+#include <cstdio>
 #include <fstream>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -131,6 +135,83 @@ TEST(Console, CaptureRecordsLinesInsteadOfPrinting) {
   Console::log("three");
   EXPECT_EQ(outer.lines(), (std::vector<std::string>{"one", "three"}));
   EXPECT_TRUE(outer.contains("three"));
+}
+
+// stdout's bytes written while `body` runs.
+std::string stdoutDuring(const std::function<void()>& body) {
+  orbelin::test::TempDir scratch;
+  const auto path = scratch.path() / "stdout.txt";
+  std::fflush(stdout);
+  int saved = ::dup(STDOUT_FILENO);
+  FILE* file = std::fopen(path.c_str(), "w");
+  ::dup2(::fileno(file), STDOUT_FILENO);
+  body();
+  std::fflush(stdout);
+  ::dup2(saved, STDOUT_FILENO);
+  ::close(saved);
+  std::fclose(file);
+  std::ifstream in(path);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+TEST(Console, AHostSinkGetsWholeLinesOneAtATimeAndStdoutIsTheDefault) {
+  std::mutex mutex;
+  std::vector<std::string> received;
+  std::atomic<int> inside{0};
+  std::atomic<bool> overlapped{false};
+  Console::setSink([&](std::string_view line) {
+    if (++inside > 1) overlapped = true;
+    {
+      std::lock_guard lock(mutex);
+      received.emplace_back(line);
+    }
+    std::this_thread::yield();
+    --inside;
+  });
+  constexpr int kThreads = 6, kEach = 300;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < kEach; ++i)
+        Console::log("thread " + std::to_string(t) + " line " + std::to_string(i) +
+                     std::string(40, 'x'));
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_FALSE(overlapped) << "the sink ran for two lines at once";
+  ASSERT_EQ(received.size(), static_cast<std::size_t>(kThreads * kEach));
+  std::vector<int> next(kThreads, 0);
+  for (const auto& line : received) {
+    int t = -1, i = -1;
+    ASSERT_EQ(std::sscanf(line.c_str(), "thread %d line %d", &t, &i), 2) << line;
+    ASSERT_TRUE(t >= 0 && t < kThreads);
+    EXPECT_EQ(i, next[t]++) << "each thread's lines arrive in order";
+    EXPECT_EQ(line,
+              "thread " + std::to_string(t) + " line " + std::to_string(i) + std::string(40, 'x'));
+  }
+
+  // A capture (a demo keeping stdout clean) does not hide lines from the sink.
+  received.clear();
+  {
+    ConsoleCapture capture;
+    Console::log("captured");
+    EXPECT_TRUE(capture.contains("captured"));
+  }
+  EXPECT_EQ(received, std::vector<std::string>{"captured"});
+
+  // A sink that logs itself does not deadlock: its own line goes to stdout.
+  Console::setSink([&](std::string_view line) {
+    received.emplace_back(line);
+    Console::log("about " + std::string(line));
+  });
+  std::string printed = stdoutDuring([] { Console::log("nested"); });
+  EXPECT_EQ(printed, "about nested\n");
+
+  Console::setSink(nullptr);
+  received.clear();
+  printed = stdoutDuring([] { Console::log("back on stdout"); });
+  EXPECT_EQ(printed, "back on stdout\n");
+  EXPECT_TRUE(received.empty());
 }
 
 TEST(Clock, PinnedNowAndReturnToTheSystemClock) {
