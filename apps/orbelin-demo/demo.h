@@ -12,7 +12,8 @@ namespace orbelin::demo {
 
 // The command line of orbelin-demo:
 //   orbelin-demo [--base-url URL] [--info-plist FILE] [--resources DIR]
-//                [--documents DIR] [--user NAME] [--password TEXT] [COMMAND ...]
+//                [--documents DIR] [--user NAME] [--password TEXT]
+//                [--ca-file FILE] [--pin sha256//KEY] [--verbose] [COMMAND ...]
 // Without --base-url everything is answered locally from the resources.
 struct DemoOptions {
   std::optional<std::string> baseUrl;
@@ -23,6 +24,10 @@ struct DemoOptions {
   std::string user = "nurse";
   std::string password = "orbelin";
   std::vector<std::string> command;  // empty: the report
+  // TLS: certificate authorities trusted beside the system's, and a key pin.
+  std::optional<std::filesystem::path> caFile;
+  std::optional<std::string> pin;
+  bool verbose = false;  // the layer's console lines on stderr
 
   bool localMode() const { return !baseUrl.has_value(); }
 };

@@ -6,6 +6,8 @@
 #include "demo.h"
 #include "orbelin/config/data_source_manager.h"
 #include "orbelin/config/orbelin_framework.h"
+#include "orbelin/networking/data_source_manager.h"
+#include "orbelin/platform/console.h"
 #include "orbelin/platform/host_environment.h"
 
 namespace orbelin::demo {
@@ -27,6 +29,10 @@ std::optional<DemoOptions> parseOptions(int argc, char** argv) {
     std::string_view option = argv[index];
     if (option.rfind("--", 0) != 0) break;
     if (option == "--help") return std::nullopt;
+    if (option == "--verbose") {
+      options.verbose = true;
+      continue;
+    }
     if (index + 1 >= argc) return std::nullopt;
     std::string value = argv[++index];
     if (option == "--base-url") {
@@ -41,6 +47,10 @@ std::optional<DemoOptions> parseOptions(int argc, char** argv) {
       options.user = value;
     } else if (option == "--password") {
       options.password = value;
+    } else if (option == "--ca-file") {
+      options.caFile = std::filesystem::path(value);
+    } else if (option == "--pin") {
+      options.pin = value;
     } else {
       return std::nullopt;
     }
@@ -51,6 +61,22 @@ std::optional<DemoOptions> parseOptions(int argc, char** argv) {
 
 // Hands the options to the platform and the data layer, as a host does at launch.
 bool configure(const DemoOptions& options) {
+  if (options.verbose) {
+    // Every command's layer lines, beside (not inside) what it prints on stdout.
+    platform::Console::setSink([](std::string_view line) {
+      std::cerr.write(line.data(), static_cast<std::streamsize>(line.size()));
+      std::cerr << '\n' << std::flush;
+    });
+  }
+  if (options.caFile && !DataSourceManager::setCertificateAuthorities(*options.caFile)) {
+    std::cerr << "error: no PEM certificate could be read from " << options.caFile->string()
+              << "\n";
+    return false;
+  }
+  if (options.pin && !DataSourceManager::setPinnedPublicKey(*options.pin)) {
+    std::cerr << "error: --pin takes sha256// and the base64 SHA-256 of a public key\n";
+    return false;
+  }
   if (auto loaded = platform::HostEnvironment::loadInfoPlist(options.infoPlist); !loaded) {
     std::cerr << "error: " << loaded.error().localizedDescription() << "\n";
     return false;
@@ -66,6 +92,7 @@ bool configure(const DemoOptions& options) {
 void printUsage(std::ostream& out) {
   out << "usage: orbelin-demo [--base-url URL] [--info-plist FILE] [--resources DIR]\n"
          "                    [--documents DIR] [--user NAME] [--password TEXT]\n"
+         "                    [--ca-file FILE] [--pin sha256//KEY] [--verbose]\n"
          "                    [COMMAND ...]\n"
          "       orbelin-demo request CASE [ARG ...]\n"
          "       orbelin-demo rest GET PATH | rest POST PATH JSON | rest PUT PATH JSON\n"
@@ -74,6 +101,9 @@ void printUsage(std::ostream& out) {
          "       orbelin-demo watch task|patient|staff ID [--out FILE] | watch read FILE\n"
          "\n"
          "Without --base-url every request is answered from the local resources.\n"
+         "--ca-file trusts the certificate authorities of a PEM file or directory\n"
+         "beside the system's; --pin requires the server's public key to match;\n"
+         "--verbose shows the data layer's console lines on stderr.\n"
          "Without a command it logs in (as nurse / orbelin unless --user and\n"
          "--password say otherwise) and prints the ward report.\n"
          "\n"
