@@ -3,7 +3,10 @@
 #include <plist/plist.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "archiving/archive_format.h"
 
@@ -14,10 +17,16 @@ plist_t node(void* pointer) {
   return static_cast<plist_t>(pointer);
 }
 
-// Well-formed UTF-8 without NUL: what libplist can store and read back intact.
-bool storableText(std::string_view text) {
+enum class TextFit { anywhere, binaryOnly, nowhere };
+
+// Well-formed UTF-8 without NUL is what libplist can store and read back
+// intact. XML 1.0 has no spelling at all (raw or as a character reference)
+// for the other C0 controls and for U+FFFE and U+FFFF, so such a text fits
+// only the binary form.
+TextFit textFit(std::string_view text) {
   static constexpr unsigned kLeadMask[] = {0x7F, 0x1F, 0x0F, 0x07};
   static constexpr std::uint32_t kMinimum[] = {0, 0x80, 0x800, 0x10000};
+  TextFit fit = TextFit::anywhere;
   std::size_t i = 0;
   while (i < text.size()) {
     auto lead = static_cast<unsigned char>(text[i]);
@@ -26,18 +35,37 @@ bool storableText(std::string_view text) {
                         : (lead & 0xF0) == 0xE0 ? 2
                         : (lead & 0xF8) == 0xF0 ? 3
                                                 : 4;
-    if (lead == 0 || extra == 4 || extra >= text.size() - i) return false;
+    if (lead == 0 || extra == 4 || extra >= text.size() - i) return TextFit::nowhere;
     std::uint32_t code = lead & kLeadMask[extra];
     for (std::size_t k = 1; k <= extra; ++k) {
       auto next = static_cast<unsigned char>(text[i + k]);
-      if ((next & 0xC0) != 0x80) return false;
+      if ((next & 0xC0) != 0x80) return TextFit::nowhere;
       code = (code << 6) | (next & 0x3Fu);
     }
     if (code < kMinimum[extra] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
-      return false;
+      return TextFit::nowhere;
+    bool xmlCharacter = code >= 0x20 ? code != 0xFFFE && code != 0xFFFF
+                                     : code == '\t' || code == '\n' || code == '\r';
+    if (!xmlCharacter) fit = TextFit::binaryOnly;
     i += extra + 1;
   }
-  return true;
+  return fit;
+}
+
+// libplist writes a carriage return raw; an XML reader would hand it back as
+// a line feed. Its own XML writer never emits one outside text content, so
+// every carriage return in the output belongs to a text.
+std::vector<std::uint8_t> escapeCarriageReturns(const char* data, std::uint32_t size) {
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(size);
+  static constexpr std::string_view kReference = "&#13;";
+  for (std::uint32_t i = 0; i < size; ++i) {
+    if (data[i] == '\r')
+      bytes.insert(bytes.end(), kReference.begin(), kReference.end());
+    else
+      bytes.push_back(static_cast<std::uint8_t>(data[i]));
+  }
+  return bytes;
 }
 
 }  // namespace
@@ -51,13 +79,7 @@ void KeyedEncoder::encodeNull(std::string_view key) {
 }
 
 void KeyedEncoder::encodeNumber(const BoxedNumber& value, std::string_view key) {
-  // libplist 2.2 has no signed constructor; a negative integer is stored as
-  // its two's complement, which the binary and XML writers emit as the signed
-  // 8-byte integer readers expect.
-  plist_t number = value.isInteger()
-                       ? plist_new_uint(static_cast<std::uint64_t>(value.integerValue()))
-                       : plist_new_real(value.doubleValue());
-  plist_dict_set_item(node(dictionary_), std::string(key).c_str(), number);
+  setReference(key, archiver_.numberEntry(value));
 }
 
 void KeyedEncoder::encodeNumber(const std::optional<BoxedNumber>& value, std::string_view key) {
@@ -66,7 +88,7 @@ void KeyedEncoder::encodeNumber(const std::optional<BoxedNumber>& value, std::st
 }
 
 void KeyedEncoder::encodeBool(bool value, std::string_view key) {
-  plist_dict_set_item(node(dictionary_), std::string(key).c_str(), plist_new_bool(value ? 1 : 0));
+  setReference(key, archiver_.boolEntry(value));
 }
 
 void KeyedEncoder::encodeText(const std::optional<std::string>& value, std::string_view key) {
@@ -107,11 +129,36 @@ std::uint64_t KeyedArchiver::textEntry(const std::string& text) {
   if (auto found = texts_.find(text); found != texts_.end()) return found->second;
   // A text that cannot be stored still gets an entry, so the layout stays
   // whole; finish() then refuses the archive.
-  bool storable = storableText(text);
-  if (!storable) badText_ = true;
-  std::uint64_t uid = append(plist_new_string(storable ? text.c_str() : ""));
+  TextFit fit = textFit(text);
+  if (fit == TextFit::nowhere) badText_ = true;
+  if (fit == TextFit::binaryOnly) textNotForXml_ = true;
+  std::uint64_t uid = append(plist_new_string(fit != TextFit::nowhere ? text.c_str() : ""));
   texts_.emplace(text, uid);
   return uid;
+}
+
+std::uint64_t KeyedArchiver::numberEntry(const BoxedNumber& value) {
+  if (value.isInteger()) {
+    auto [found, added] = integers_.try_emplace(value.integerValue(), 0);
+    // libplist 2.2 has no signed constructor; a negative integer is stored as
+    // its two's complement, which the binary and XML writers emit as the
+    // signed 8-byte integer readers expect.
+    if (added)
+      found->second = append(plist_new_uint(static_cast<std::uint64_t>(value.integerValue())));
+    return found->second;
+  }
+  double real = value.doubleValue();
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, &real, sizeof bits);
+  auto [found, added] = reals_.try_emplace(bits, 0);
+  if (added) found->second = append(plist_new_real(real));
+  return found->second;
+}
+
+std::uint64_t KeyedArchiver::boolEntry(bool value) {
+  std::optional<std::uint64_t>& entry = booleans_[value ? 1 : 0];
+  if (!entry) entry = append(plist_new_bool(value ? 1 : 0));
+  return *entry;
 }
 
 std::uint64_t KeyedArchiver::dateEntry(Date date) {
@@ -149,17 +196,23 @@ Result<std::vector<std::uint8_t>> KeyedArchiver::finish(PropertyListFormat forma
   if (badText_)
     return Error(error_domain::kPlatform, 4,
                  "The archive cannot hold a text with a NUL character or invalid UTF-8.");
+  bool xml = format == PropertyListFormat::xml;
+  if (xml && textNotForXml_)
+    return Error(error_domain::kPlatform, 4,
+                 "The XML archive cannot hold a text with a control character; write it in the "
+                 "binary form.");
   plist_dict_set_item(node(top_), format::kObjects, node(objects_));
   objectsAttached_ = true;
   char* data = nullptr;
   std::uint32_t size = 0;
-  if (format == PropertyListFormat::xml)
+  if (xml)
     plist_to_xml(node(top_), &data, &size);
   else
     plist_to_bin(node(top_), &data, &size);
   if (data == nullptr)
     return Error(error_domain::kPlatform, 4, "The archive could not be written.");
-  std::vector<std::uint8_t> bytes(data, data + size);
+  std::vector<std::uint8_t> bytes =
+      xml ? escapeCarriageReturns(data, size) : std::vector<std::uint8_t>(data, data + size);
   std::free(data);
   return bytes;
 }

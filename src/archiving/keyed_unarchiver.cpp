@@ -5,7 +5,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
+#include <iterator>
 #include <limits>
+#include <memory>
+#include <string_view>
 
 #include "archiving/archive_format.h"
 #include "orbelin/archiving/property_list_check.h"
@@ -55,7 +59,9 @@ std::optional<std::uint64_t> uidOf(plist_t item) {
 }
 
 // libplist 2.2 reads every integer as unsigned; signed 8-byte values come
-// back as their two's complement.
+// back as their two's complement. Integers outside the signed 64-bit range
+// never get this far: checkPropertyListBytes refuses them, since libplist
+// would hand them out wrapped (2^64 - 1 as -1) or cut to their low 8 bytes.
 BoxedNumber numberOf(plist_t item) {
   if (plist_get_node_type(item) == PLIST_REAL) {
     double value = 0;
@@ -67,9 +73,51 @@ BoxedNumber numberOf(plist_t item) {
   return static_cast<std::int64_t>(value);
 }
 
-// Inline values: numbers, booleans, and (leniently) texts.
+// Years 1 to 9999, and no further than the date type can hold.
+std::optional<Date> dateFromReferenceSeconds(double seconds) {
+  double since1970 = seconds + format::kSecondsFrom1970To2001;
+  double low = -62135596800.0;   // 0001-01-01T00:00:00Z
+  double high = 253402300800.0;  // 10000-01-01T00:00:00Z
+  if constexpr (requires { typename Date::duration; }) {
+    using Limit = std::chrono::duration<double>;
+    low = std::max(low, std::chrono::duration_cast<Limit>(Date::duration::min()).count() + 1.0);
+    high = std::min(high, std::chrono::duration_cast<Limit>(Date::duration::max()).count() - 1.0);
+  }
+  if (!std::isfinite(since1970) || since1970 < low || since1970 >= high) return std::nullopt;
+  return dateFromSeconds(since1970);
+}
+
+// The exact seconds since 2001 of a property-list date. libplist 2.2 hands a
+// date out only as 32-bit seconds and unsigned microseconds, which wraps
+// dates past 2069 and loses the sign of the second before 2001; its binary
+// writer keeps the stored double, so the date is written alone and read back
+// from those bytes: "bplist00", the marker 0x33, eight big-endian bytes.
+std::optional<double> plistDateSeconds(plist_t item) {
+  PropertyListHandle copy(plist_copy(item));
+  char* data = nullptr;
+  std::uint32_t size = 0;
+  plist_to_bin(node(copy.get()), &data, &size);
+  std::unique_ptr<char, decltype(&std::free)> owned(data, &std::free);
+  constexpr std::uint32_t kAt = 8;
+  if (data == nullptr || size < kAt + 9 || static_cast<unsigned char>(data[kAt]) != 0x33)
+    return std::nullopt;
+  std::uint64_t bits = 0;
+  for (std::uint32_t i = 1; i <= 8; ++i)
+    bits = (bits << 8) | static_cast<unsigned char>(data[kAt + i]);
+  double seconds = 0;
+  std::memcpy(&seconds, &bits, sizeof seconds);
+  return seconds;
+}
+
+// Inline values: numbers, booleans, plain dates and (leniently) texts.
 DecodedValue inlineValue(plist_t item) {
   switch (plist_get_node_type(item)) {
+    case PLIST_DATE: {
+      // Another archiver's NSDate, stored as the property list's own date.
+      auto seconds = plistDateSeconds(item);
+      auto date = seconds ? dateFromReferenceSeconds(*seconds) : std::nullopt;
+      return date ? DecodedValue::date(*date) : DecodedValue::other();
+    }
     case PLIST_UINT:
     case PLIST_REAL:
       return DecodedValue::number(numberOf(item));
@@ -85,18 +133,12 @@ DecodedValue inlineValue(plist_t item) {
   }
 }
 
-// Years 1 to 9999, and no further than the date type can hold.
-std::optional<Date> dateFromReferenceSeconds(double seconds) {
-  double since1970 = seconds + format::kSecondsFrom1970To2001;
-  double low = -62135596800.0;   // 0001-01-01T00:00:00Z
-  double high = 253402300800.0;  // 10000-01-01T00:00:00Z
-  if constexpr (requires { typename Date::duration; }) {
-    using Limit = std::chrono::duration<double>;
-    low = std::max(low, std::chrono::duration_cast<Limit>(Date::duration::min()).count() + 1.0);
-    high = std::min(high, std::chrono::duration_cast<Limit>(Date::duration::max()).count() - 1.0);
-  }
-  if (!std::isfinite(since1970) || since1970 < low || since1970 >= high) return std::nullopt;
-  return dateFromSeconds(since1970);
+bool isFoundationValueClass(std::string_view name) {
+  static constexpr std::string_view kNames[] = {
+      "NSArray", "NSMutableArray", "NSDictionary", "NSMutableDictionary",
+      "NSSet",   "NSMutableSet",   "NSOrderedSet", "NSMutableOrderedSet",
+      "NSData",  "NSMutableData"};
+  return std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames);
 }
 
 }  // namespace
@@ -188,6 +230,10 @@ Result<DecodedValue> KeyedDecoder::decodeDictionary(std::uint64_t uid, void* dic
     auto text = stringOf(plist_dict_get_item(node(dictionary), format::kStringValue));
     return text ? DecodedValue::text(*text) : DecodedValue::other();
   }
+  // The platform's own collections and data decode there into objects that
+  // are none of ours, so under any of our keys they are values of the wrong
+  // type, not unknown classes. Their members are never read.
+  if (isFoundationValueClass(*className)) return DecodedValue::other();
   if (std::find(chain_.begin(), chain_.end(), uid) != chain_.end())
     return archiveError("objects refer to each other in a cycle");
   if (chain_.size() > KeyedUnarchiver::kMaxObjectDepth)

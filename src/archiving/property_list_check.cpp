@@ -107,6 +107,7 @@ class BinaryWalker {
       case 0x0:
         return Status::success();
       case 0x1:
+        return checkInteger(offset, low);
       case 0x2:
         return fits(offset + 1, std::uint64_t{1} << std::min<std::uint8_t>(low, 4), 1)
                    ? Status::success()
@@ -132,6 +133,23 @@ class BinaryWalker {
       default:
         return checkError("unknown object kind");
     }
+  }
+
+  // Integers of 1, 2, 4 and 8 bytes all fit a signed 64-bit value (the
+  // 8-byte ones are signed). A 16-byte one does only when its high half is
+  // the sign extension of its low half; libplist would keep the low half
+  // alone, so anything wider is refused rather than read as a wrong number.
+  Status checkInteger(std::uint64_t offset, std::uint8_t sizeLog2) const {
+    if (sizeLog2 > 4) return checkError("an integer wider than 128 bits");
+    std::uint64_t size = std::uint64_t{1} << sizeLog2;
+    if (!fits(offset + 1, size, 1)) return checkError("number past the end");
+    if (size < 16) return Status::success();
+    const std::uint8_t* value = bytes_.data() + offset + 1;
+    std::uint8_t extension = (value[8] & 0x80) != 0 ? 0xFF : 0x00;
+    for (int i = 0; i < 8; ++i) {
+      if (value[i] != extension) return checkError("an integer beyond 64 bits");
+    }
+    return Status::success();
   }
 
   Status checkAscii(std::uint64_t offset) const {
@@ -190,6 +208,38 @@ bool namesNul(std::string_view rest) {
   return digits > 0 && digits < rest.size() && rest[digits] == ';';
 }
 
+// The text of an <integer> element, when it is a number libplist reads as
+// written and that fits a signed 64-bit value. libplist reads the text with
+// strtoull(base 0): a decimal with a leading zero would be taken as octal,
+// trailing text would be dropped, and a magnitude past 2^64 would saturate.
+bool integerTextFits(std::string_view text) {
+  auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+  while (!text.empty() && blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+  bool negative = !text.empty() && text.front() == '-';
+  if (!text.empty() && (text.front() == '-' || text.front() == '+')) text.remove_prefix(1);
+  unsigned base = 10;
+  if (text.size() > 1 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+    base = 16;
+    text.remove_prefix(2);
+  } else if (text.size() > 1 && text[0] == '0') {
+    return false;
+  }
+  if (text.empty()) return false;
+  const std::uint64_t limit = negative ? std::uint64_t{1} << 63 : (std::uint64_t{1} << 63) - 1;
+  std::uint64_t magnitude = 0;
+  for (char c : text) {
+    unsigned digit = c >= '0' && c <= '9'                 ? unsigned(c - '0')
+                     : base == 16 && c >= 'a' && c <= 'f' ? unsigned(c - 'a' + 10)
+                     : base == 16 && c >= 'A' && c <= 'F' ? unsigned(c - 'A' + 10)
+                                                          : base;
+    if (digit >= base) return false;
+    if (magnitude > (limit - digit) / base) return false;
+    magnitude = magnitude * base + digit;
+  }
+  return true;
+}
+
 bool isNestingTag(std::string_view name) {
   return name == "dict" || name == "array";
 }
@@ -222,6 +272,15 @@ Status checkXml(std::string_view text, const PropertyListLimits& limits) {
     if (closing) tag.remove_prefix(1);
     bool empty = tag.ends_with('/');
     std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
+    if (name == "integer" && !closing) {
+      std::size_t textEnd = empty ? at : text.find('<', at);
+      // Nothing but the number may stand in the element (a comment or a
+      // section would split it into pieces libplist joins).
+      if (textEnd == std::string_view::npos || !integerTextFits(text.substr(at, textEnd - at)) ||
+          (!empty && !text.substr(textEnd).starts_with("</integer>")))
+        return checkError("an integer that is not a signed 64-bit number");
+      continue;
+    }
     if (!isNestingTag(name) || empty) continue;
     depth += closing ? -1 : 1;
     if (depth > limits.maxDepth) return checkError("nested too deeply");

@@ -8,8 +8,10 @@
 namespace orbelin {
 namespace {
 
-// The nested patient: absent unless the key holds a readable WatchPatient.
-// A class none of ours, or a broken archive, fails the whole task.
+// The nested patient: absent unless the key holds a readable WatchPatient
+// (an array, a dictionary, a text or a number under "patient" is a value of
+// the wrong type). A class that neither we nor the platform know, or a
+// broken archive, fails the whole task, as it fails the platform's reader.
 Result<std::optional<WatchPatient>> decodePatient(const archiving::KeyedDecoder& coder) {
   auto value = coder.decodeObjectForKey("patient");
   if (!value) return value.error();

@@ -115,6 +115,36 @@ TEST(KeyedArchiveTest, RefusesTextsItCannotStore) {
   EXPECT_TRUE(KeyedArchiver::archivedData(holder));
 }
 
+TEST(KeyedArchiveTest, XmlIsWellFormedOrRefused) {
+  Holder holder;
+  // Tab, line feed and carriage return are XML characters; a carriage return
+  // is written as a reference, since XML readers turn a raw one into a line
+  // feed.
+  holder.first = "a\r\nb\tc\r";
+  auto data = KeyedArchiver::archivedData(holder, PropertyListFormat::xml);
+  ASSERT_TRUE(data);
+  std::string text(data->begin(), data->end());
+  EXPECT_EQ(text.find('\r'), std::string::npos);
+  EXPECT_NE(text.find("a&#13;\nb\tc&#13;"), std::string::npos) << text;
+  EXPECT_EQ(value(open(*data), "first").asText(), holder.first);
+
+  // Other C0 controls and U+FFFE / U+FFFF have no XML spelling: only the
+  // binary form takes them, and the XML form is refused, not written broken.
+  for (const char* control : {"\x01", "\x08", "\x0B", "\x1F", "\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
+    holder.second = std::string("x") + control + "y";
+    EXPECT_FALSE(KeyedArchiver::archivedData(holder, PropertyListFormat::xml))
+        << holder.second->size();
+    auto binary = KeyedArchiver::archivedData(holder);
+    ASSERT_TRUE(binary);
+    EXPECT_EQ(value(open(*binary), "second").asText(), holder.second);
+  }
+  // U+007F..U+009F and U+FFFD are XML characters.
+  holder.second = "\x7F \xC2\x80 \xC2\x9F \xEF\xBF\xBD";
+  data = KeyedArchiver::archivedData(holder, PropertyListFormat::xml);
+  ASSERT_TRUE(data);
+  EXPECT_EQ(value(open(*data), "second").asText(), holder.second);
+}
+
 // Archives in XML as the platform writes them, UIDs spelled {"CF$UID": n}.
 std::string xmlArchive(const std::string& objects, const std::string& root = "1") {
   auto uid = [](const std::string& n) {

@@ -125,5 +125,65 @@ TEST(PropertyListCheckTest, RefusesXmlWithNul) {
   EXPECT_FALSE(parsePropertyList(bytes("not a property list at all")));
 }
 
+// A binary integer of 2^sizeLog2 big-endian bytes.
+std::vector<std::uint8_t> integer(std::uint8_t sizeLog2, std::vector<std::uint8_t> value) {
+  value.insert(value.begin(), static_cast<std::uint8_t>(0x10 | sizeLog2));
+  return value;
+}
+
+std::vector<std::uint8_t> repeated(std::size_t count, std::uint8_t byte,
+                                   std::vector<std::uint8_t> rest = {}) {
+  std::vector<std::uint8_t> value(count, byte);
+  value.insert(value.end(), rest.begin(), rest.end());
+  return value;
+}
+
+TEST(PropertyListCheckTest, IntegersMustFitASigned64BitValue) {
+  // Binary: 8-byte integers are signed, so any of them fits; a 16-byte one
+  // fits when its high half only extends the sign of its low half.
+  const std::vector<std::uint8_t> kHighBit = {0x80, 0, 0, 0, 0, 0, 0, 0};
+  const std::vector<std::uint8_t> kLowMax = {0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+  const std::vector<std::vector<std::uint8_t>> fitting = {
+      integer(3, repeated(8, 0xFF)),            // -1
+      integer(4, repeated(8, 0x00, kLowMax)),   // 2^63 - 1
+      integer(4, repeated(8, 0xFF, kHighBit)),  // -2^63
+      integer(4, repeated(15, 0xFF, {0xFB})),   // -5
+  };
+  for (const auto& value : fitting) EXPECT_TRUE(parsePropertyList(binaryList({value})));
+  const std::vector<std::vector<std::uint8_t>> wide = {
+      integer(4, repeated(8, 0x00, kHighBit)),                        // 2^63
+      integer(4, repeated(8, 0x00, repeated(8, 0xFF))),               // 2^64 - 1
+      integer(4, {0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 12}),  // 2^64 + 12
+      integer(4, repeated(8, 0xFF, kLowMax)),                         // -2^63 - 1
+      integer(5, repeated(32, 0)),                                    // no such width
+  };
+  for (const auto& value : wide) {
+    EXPECT_FALSE(checkPropertyListBytes(binaryList({value})));
+    // Inside a container as well as at the top.
+    EXPECT_FALSE(checkPropertyListBytes(binaryList({{0xA1, 1}, value})));
+  }
+
+  // XML: decimal (no leading zero) or hex, within the range, nothing else in
+  // the element.
+  auto xml = [](const std::string& content) {
+    return bytes("<plist><array><integer>" + content + "</integer></array></plist>");
+  };
+  for (const char* fits : {"0", "-0", "+7", " 12\n", "9223372036854775807", "-9223372036854775808",
+                           "0x7fffffffffffffff", "-0x8000000000000000", "0XfF"}) {
+    EXPECT_TRUE(parsePropertyList(xml(fits))) << fits;
+  }
+  for (const char* tooWide :
+       {"9223372036854775808", "-9223372036854775809", "18446744073709551615",
+        "18446744073709551616", "-18446744073709551615", "99999999999999999999999",
+        "0x8000000000000000", "0x10000000000000000", "010", "08", "12abc", "1 2", "", "-", "0x",
+        "1<!-- -->2", "&#49;"}) {
+    EXPECT_FALSE(checkPropertyListBytes(xml(tooWide))) << tooWide;
+  }
+  EXPECT_FALSE(checkPropertyListBytes(bytes("<plist><integer/></plist>")));
+  // A closing tag or a text outside <integer> is no integer.
+  EXPECT_TRUE(checkPropertyListBytes(
+      bytes("<plist><dict><key>99999999999999999999</key><string>010</string></dict></plist>")));
+}
+
 }  // namespace
 }  // namespace orbelin::archiving

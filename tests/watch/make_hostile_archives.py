@@ -78,6 +78,33 @@ def binary(archive):
     return plistlib.dumps(archive, fmt=plistlib.FMT_BINARY, sort_keys=False)
 
 
+def xml(archive):
+    """XML has no UID type; the platform spells one {"CF$UID": n}."""
+    def spelled(value):
+        if isinstance(value, UID):
+            return {"CF$UID": value.data}
+        if isinstance(value, dict):
+            return {k: spelled(v) for k, v in value.items()}
+        if isinstance(value, list):
+            return [spelled(v) for v in value]
+        return value
+    return plistlib.dumps(spelled(archive), fmt=plistlib.FMT_XML, sort_keys=False)
+
+
+def xml_task_with_id(text):
+    # 777 stands in for the id's text, which plistlib would not write.
+    data = xml(task_archive(**{"$objects__1__id": 777}))
+    return data.replace(b"<integer>777</integer>", b"<integer>" + text + b"</integer>")
+
+
+def binary_task_with_wide_id(value):
+    # plistlib writes 2^64 - 1 as a 16-byte integer; put any 16 bytes there.
+    data = binary(task_archive(**{"$objects__1__id": 2**64 - 1}))
+    wide = b"\x14" + (2**64 - 1).to_bytes(16, "big", signed=True)
+    assert data.count(wide) == 1
+    return data.replace(wide, b"\x14" + value.to_bytes(16, "big", signed=True))
+
+
 CASES = {
     "not-a-plist.bin": b"this is not a property list",
     "empty-dict.bin": binary({}),
@@ -119,6 +146,17 @@ CASES = {
     "xml-hex-nul-reference.xml": b"<plist><string>&#x000;</string></plist>",
     "xml-nul-byte.xml": b"<plist><string>a\0b</string></plist>",
     "xml-unclosed.xml": b"<plist><dict><key>$top</key><dict",
+    # Integers beyond a signed 64-bit value, which libplist wraps or cuts.
+    "id-2-pow-64-minus-1.bin": binary(task_archive(**{"$objects__1__id": 2**64 - 1})),
+    "id-2-pow-63.bin": binary(task_archive(**{"$objects__1__id": 2**63})),
+    "id-2-pow-64-plus-12.bin": binary_task_with_wide_id(2**64 + 12),
+    "id-minus-2-pow-64.bin": binary_task_with_wide_id(-2**64),
+    "xml-id-2-pow-64.xml": xml_task_with_id(b"18446744073709551616"),
+    "xml-id-2-pow-64-minus-1.xml": xml_task_with_id(b"18446744073709551615"),
+    "xml-id-below-int64.xml": xml_task_with_id(b"-9223372036854775809"),
+    "xml-id-minus-2-pow-64-plus-1.xml": xml_task_with_id(b"-18446744073709551615"),
+    "xml-id-octal-looking.xml": xml_task_with_id(b"010"),
+    "xml-id-trailing-text.xml": xml_task_with_id(b"12abc"),
 }
 
 

@@ -22,7 +22,7 @@ TEST(WatchHostileTest, EveryHostileArchiveIsRefused) {
     }
     ++seen;
   }
-  EXPECT_GE(seen, 39u);
+  EXPECT_GE(seen, 49u);
 }
 
 TEST(WatchHostileTest, RefusalsSayWhatWasWrong) {
@@ -41,6 +41,19 @@ TEST(WatchHostileTest, RefusalsSayWhatWasWrong) {
     long code = codeOf(broken);
     EXPECT_NE(code, kWatchMissingKeyCode) << broken;
     EXPECT_NE(code, 0) << broken;
+  }
+  // An integer past 64 bits anywhere is refused as unreadable, not read as
+  // the number libplist would make of it (2^64 - 1 as -1, 2^64 + 12 as 12).
+  for (const char* wide :
+       {"id-2-pow-64-minus-1.bin", "id-2-pow-63.bin", "id-2-pow-64-plus-12.bin",
+        "id-minus-2-pow-64.bin", "xml-id-2-pow-64.xml", "xml-id-2-pow-64-minus-1.xml",
+        "xml-id-below-int64.xml", "xml-id-minus-2-pow-64-plus-1.xml", "xml-id-octal-looking.xml",
+        "xml-id-trailing-text.xml"}) {
+    auto object = unarchiveWatchObject(readFile(hostileDir() / wide));
+    ASSERT_FALSE(object) << wide;
+    EXPECT_NE(object.error().code(), kWatchMissingKeyCode) << wide;
+    EXPECT_NE(object.error().description().find("integer"), std::string::npos)
+        << wide << ": " << object.error().description();
   }
 }
 

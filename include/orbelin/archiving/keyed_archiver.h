@@ -29,9 +29,16 @@ enum class PropertyListFormat { binary, xml };
 class KeyedArchiver;
 
 // The coder handed to encodeWithCoder: writes the keys of one object, in the
-// order they are written. Absent values are recorded as null ("$null").
-// Numbers and truth values are stored inline, texts, dates and nested objects
-// as entries of "$objects" referenced by UID; equal texts share one entry.
+// order they are written. Every call stores its value the way the platform's
+// archiver stores a value given to encodeObject(_:forKey:): the key holds a UID
+// into "$objects", never the value itself. Numbers become integer or real
+// entries, truth values boolean entries, texts string entries, dates NSDate
+// objects and nested objects their own classed dictionaries; an absent value
+// is UID 0 ("$null"). Equal numbers (of the same kind), equal truth values and
+// equal texts share one entry, as the platform's unique boxed values do. The
+// watch side decodes every key with decodeObjectForKey, which refuses a value
+// stored inline under the key (that is the layout of the scalar encoders,
+// encodeInteger and encodeBool, which none of our objects use).
 // Valid only during the encodeWithCoder call it is handed to.
 class KeyedEncoder {
  public:
@@ -70,7 +77,12 @@ class KeyedArchiver {
   KeyedArchiver& operator=(const KeyedArchiver&) = delete;
 
   // The archive of `root`, binary unless XML is asked for. Fails (no data)
-  // when a text cannot be stored: a NUL character or invalid UTF-8.
+  // when a text cannot be stored: a NUL character or invalid UTF-8; in XML
+  // also a control character other than tab, line feed and carriage return,
+  // or U+FFFE / U+FFFF, which XML 1.0 cannot carry in any spelling. A
+  // carriage return is written as "&#13;" so that XML readers, which turn a
+  // raw one into a line feed, read it back unchanged. What is written is
+  // always a well-formed document.
   template <KeyedArchivable T>
   static Result<std::vector<std::uint8_t>> archivedData(
       const T& root, PropertyListFormat format = PropertyListFormat::binary) {
@@ -93,6 +105,8 @@ class KeyedArchiver {
   std::pair<std::uint64_t, void*> beginObject();
   void endObject(void* dictionary, std::string_view className);
   std::uint64_t textEntry(const std::string& text);
+  std::uint64_t numberEntry(const BoxedNumber& value);
+  std::uint64_t boolEntry(bool value);
   std::uint64_t dateEntry(Date date);
   std::uint64_t classEntry(std::string_view className);
   std::uint64_t append(void* node);
@@ -103,7 +117,11 @@ class KeyedArchiver {
   void* top_;      // the whole archive
   std::map<std::string, std::uint64_t, std::less<>> texts_;
   std::map<std::string, std::uint64_t, std::less<>> classes_;
+  std::map<std::int64_t, std::uint64_t> integers_;
+  std::map<std::uint64_t, std::uint64_t> reals_;  // by bit pattern: -0.0 and 0.0 stay apart
+  std::optional<std::uint64_t> booleans_[2];
   bool badText_ = false;
+  bool textNotForXml_ = false;
   bool objectsAttached_ = false;
 };
 

@@ -16,11 +16,18 @@ namespace orbelin::archiving {
 
 class KeyedDecoder;
 
-// What one key of an archived object holds. Numbers and truth values are
-// kept apart as the property list keeps them; asBoolean() also takes the
-// numbers 0 and 1, as the platform's boxed truth values are numbers. `other` is anything the
-// objects here never write (data, arrays, plist dates, dictionaries without
-// a class): callers treat it as a value of the wrong type.
+// What one key of an archived object holds, whether the archive stores it as
+// an entry of "$objects" referenced by UID (as the platform's archiver and
+// KeyedArchiver write every value) or inline under the key (numbers and
+// truth values in archives from before KeyedArchiver wrote references).
+// Numbers and truth values are kept apart as the property list keeps them;
+// asBoolean() also takes the numbers 0 and 1, as the platform's boxed truth
+// values are numbers. A date is an NSDate object {"NS.time"} or the property
+// list's own date. `other` is anything the objects here never hold: data,
+// arrays, dictionaries without a class, the platform's own collection and
+// data classes (NSArray, NSDictionary, NSSet, NSOrderedSet, NSData and their
+// mutable forms, whose members are not read); callers treat it as a value of
+// the wrong type.
 class DecodedValue {
  public:
   enum class Kind { null, number, boolean, text, date, object, other };
@@ -87,7 +94,8 @@ class KeyedDecoder {
 // Opens a keyed archive (binary or XML property list) written by the
 // platform's archiver or by KeyedArchiver. Unknown extra keys are ignored.
 // Errors (OrbelinPlatform domain): bytes libplist must not see (see
-// checkPropertyListBytes), not a property list, no "$top" root UID, no
+// checkPropertyListBytes; an integer outside the signed 64-bit range
+// anywhere in the list is one), not a property list, no "$top" root UID, no
 // "$objects" array starting with "$null", a root that is not a classed object.
 class KeyedUnarchiver {
  public:

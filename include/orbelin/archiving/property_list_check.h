@@ -25,8 +25,10 @@ struct PropertyListLimits {
 // whose offset table, lengths and references stay inside the data, with no
 // NUL in a string, no unknown object kind and nesting and size within the
 // limits; otherwise (XML) no NUL byte and no character reference to NUL, and
-// nesting within the limits. Passing the check does not mean the bytes are a
-// valid property list; it means libplist may parse them without harm.
+// nesting within the limits. In both forms every integer must fit a signed
+// 64-bit value (an XML integer written in decimal without leading zeros, or
+// in hex after "0x"): libplist would wrap or cut a wider one without a word. Passing the check does
+// not mean the bytes are a valid property list; it means libplist may parse them without harm.
 // Errors are in the OrbelinPlatform domain.
 Status checkPropertyListBytes(std::span<const std::uint8_t> bytes,
                               const PropertyListLimits& limits = {});
