@@ -66,6 +66,10 @@ class KeyedEncoder {
 // with "$archiver" = "NSKeyedArchiver", "$version" = 100000, "$top" =
 // {"root": UID} and "$objects" starting with "$null"; each object is a
 // dictionary of its keys plus "$class", a UID of {"$classname", "$classes"}.
+// Entries come in the order the platform's archiver makes them: the root is
+// entry 1, every value gets the next entry when it is first written (a nested
+// object's values right after the object), and an object's class entry
+// follows all of its values, unless an earlier object already made it.
 //
 // Thread safety: an archiver is used by one thread; separate archivers are
 // independent.
