@@ -26,6 +26,8 @@ file may hold the chain).
 
 Control endpoints for tests (never recorded):
     GET  /__requests   the requests received so far: method, path, headers, body
+    GET  /__connections {"open": N, "most": M}: connections open now, and the
+                       most ever open at once since start or the last reset
     POST /__reset      forgets them, clears any fault and drops what was POSTed or PUT
     POST /__fault      a fault for the next "count" requests (default 1), or for
                        all of them with "all": true. One of
@@ -125,6 +127,17 @@ class State:
         self.fault = None
         self.fault_left = 0  # -1: every request
         self.written = {}  # hospital resource name -> bytes POSTed or PUT
+        self.open_connections = 0
+        self.most_connections = 0
+
+    def connection_opened(self):
+        with self.lock:
+            self.open_connections += 1
+            self.most_connections = max(self.most_connections, self.open_connections)
+
+    def connection_closed(self):
+        with self.lock:
+            self.open_connections -= 1
 
     def record(self, entry):
         with self.lock:
@@ -149,6 +162,7 @@ class State:
             self.fault = None
             self.fault_left = 0
             self.written = {}
+            self.most_connections = self.open_connections
 
 
 class Handler(BaseHTTPRequestHandler):
@@ -159,6 +173,14 @@ class Handler(BaseHTTPRequestHandler):
 
     def log_message(self, format, *args):  # keep stderr quiet
         pass
+
+    def setup(self):
+        super().setup()
+        self.server.state.connection_opened()
+
+    def finish(self):
+        self.server.state.connection_closed()
+        super().finish()
 
     def do_GET(self):
         self.handle_any()
@@ -260,6 +282,10 @@ class Handler(BaseHTTPRequestHandler):
         if path == "/__requests" and self.command == "GET":
             with state.lock:
                 self.send_json(200, list(state.requests))
+        elif path == "/__connections" and self.command == "GET":
+            with state.lock:
+                counts = {"open": state.open_connections, "most": state.most_connections}
+            self.send_json(200, counts)
         elif path == "/__reset" and self.command == "POST":
             state.reset()
             self.send_json(200, {"ok": True})

@@ -431,6 +431,11 @@ Transport& Transport::shared() {
 Transport::Transport() : state_(std::make_unique<State>()) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   state_->multi = curl_multi_init();
+  // A burst of requests to one service must not open a socket each (a host's
+  // descriptors run out, and servers refuse the surplus): libcurl keeps the
+  // rest waiting until one of these connections is free.
+  curl_multi_setopt(state_->multi, CURLMOPT_MAX_HOST_CONNECTIONS,
+                    DataSourceManager::kMaximumConnectionsPerHost);
   state_->thread = std::thread([state = state_.get()] { state->run(); });
 }
 

@@ -263,6 +263,37 @@ TEST_F(TransportTest, RedirectsStopAfterTenAndValidateJudgesTheLastReply) {
   EXPECT_EQ(ftp.error->code(), Request::kUnsupportedURL);
 }
 
+// --- connections ------------------------------------------------------------
+
+TEST_F(TransportTest, ABurstToOneHostSharesAFewConnectionsAndEveryRequestIsAnswered) {
+  auto service = start();
+  use(*service);
+  ASSERT_TRUE(service->setFault({{"delay_ms", 150}, {"all", true}}));
+  constexpr int kCount = 40;
+  std::vector<Outcome> outcomes(kCount);
+  for (auto& outcome : outcomes) {
+    DataSourceManager::request(call("/hospital/patients/patient.7"))
+        ->validate()
+        ->responseString(outcome.stringHandler());
+  }
+  ASSERT_TRUE(runMainQueueUntil(
+      [&] {
+        return std::all_of(outcomes.begin(), outcomes.end(), [](auto& o) { return o.calls > 0; });
+      },
+      60s));
+  for (auto& outcome : outcomes) {
+    EXPECT_EQ(outcome.calls, 1);
+    EXPECT_FALSE(outcome.error);
+    EXPECT_EQ(outcome.text.value_or(""), record);
+  }
+  auto counts = service->connections();
+  // The library's six, and at most the control call that set the fault,
+  // which may not have been closed yet when the first ones opened.
+  EXPECT_GE(counts.most, 2);
+  EXPECT_LE(counts.most, DataSourceManager::kMaximumConnectionsPerHost + 1);
+  EXPECT_EQ(service->requests().size(), static_cast<std::size_t>(kCount));
+}
+
 // --- TLS ------------------------------------------------------------------------
 
 class TLSTest : public TransportTest {

@@ -191,6 +191,21 @@ bool SampleService::setFault(const boost::json::object& fault) const {
   return call("POST", "/__fault", boost::json::serialize(fault)).has_value();
 }
 
+SampleService::Connections SampleService::connections() const {
+  Connections counts;
+  auto text = call("GET", "/__connections", "");
+  if (!text) return counts;
+  boost::system::error_code error;
+  auto value = boost::json::parse(*text, error);
+  if (error || !value.is_object()) return counts;
+  const auto& object = value.get_object();
+  if (const auto* open = object.if_contains("open"); open && open->is_int64())
+    counts.open = static_cast<int>(open->get_int64());
+  if (const auto* most = object.if_contains("most"); most && most->is_int64())
+    counts.most = static_cast<int>(most->get_int64());
+  return counts;
+}
+
 bool SampleService::reset() const {
   return call("POST", "/__reset", "").has_value();
 }

@@ -71,6 +71,14 @@ class SampleService {
   // Forgets the recorded requests and clears any fault.
   bool reset() const;
 
+  // Connections open at the service now, and the most open at once since
+  // start or the last reset() (control calls' own connections included).
+  struct Connections {
+    int open = -1;
+    int most = -1;
+  };
+  Connections connections() const;
+
   // The script's path in the source tree.
   static std::filesystem::path scriptPath();
 

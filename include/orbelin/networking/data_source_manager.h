@@ -18,7 +18,9 @@ namespace TamberNetworking {
 // Remote mode: request() asks the value for its URL request on the current
 // base URL, adds the default headers (a header the request sets itself wins
 // over a default of the same name), and hands it to the network thread: one
-// thread, one libcurl multi handle, any number of transfers in flight. A URL
+// thread, one libcurl multi handle, any number of transfers in flight over at
+// most kMaximumConnectionsPerHost connections to each host; the others wait
+// for a free connection, their timeout running while they wait. A URL
 // text that isValidURLText rejects is never sent; its handlers get a
 // NSURLErrorDomain error with code Request::kBadURL, and nothing is sent.
 // Replies that are not HTTP end with Request::kBadServerResponse. Only http and
@@ -114,6 +116,9 @@ class DataSourceManager {
   // setting, for any other text. Absent (the default): no pin.
   static bool setPinnedPublicKey(std::optional<std::string> pin);
   static std::optional<std::string> pinnedPublicKey();
+
+  // Connections open at once to one host (scheme, name and port).
+  static constexpr long kMaximumConnectionsPerHost = 6;
 
   // How many redirects one request follows at most.
   static constexpr int kMaximumRedirects = 10;
