@@ -1,7 +1,11 @@
 #include "orbelin/networking/response.h"
 
-#include <fstream>
-#include <iterator>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
 #include <system_error>
 
 #include "orbelin/networking/data_source_manager.h"
@@ -41,6 +45,47 @@ bool resolvesInside(const fs::path& root, const fs::path& file) {
   return std::equal(realRoot.begin(), realRoot.end(), realFile.begin());
 }
 
+struct FileRead {
+  std::optional<std::string> bytes;
+  bool missing = false;  // not there, or not a regular file
+};
+
+// One open, one check of what was opened, and one read of its whole length
+// (more only if the file grows or a read comes back short).
+FileRead readRegularFile(const fs::path& path) {
+  FileRead result;
+  // O_NONBLOCK: opening a FIFO must not wait for a writer; the check below
+  // refuses it anyway.
+  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) {
+    result.missing = errno == ENOENT || errno == ENOTDIR;
+    return result;
+  }
+  struct stat info {};
+  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+    result.missing = true;
+    ::close(fd);
+    return result;
+  }
+  std::string bytes(static_cast<std::size_t>(info.st_size), '\0');
+  std::size_t filled = 0;
+  for (;;) {
+    if (filled == bytes.size()) bytes.resize(bytes.size() + 4096);
+    ssize_t count = ::read(fd, bytes.data() + filled, bytes.size() - filled);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) {
+      ::close(fd);
+      return result;
+    }
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  ::close(fd);
+  bytes.resize(filled);
+  result.bytes = std::move(bytes);
+  return result;
+}
+
 }  // namespace
 
 Response Response::withResource(const std::string& name, const std::string& type) const {
@@ -54,26 +99,29 @@ Response Response::withResource(const std::string& name, const std::string& type
   }
   const fs::path root = DataSourceManager::resourceRoot();
   response.path_ = root / relative;
-  std::error_code error;
-  if (!fs::is_regular_file(response.path_, error)) {
-    response.error_ = resourceError(
-        kNotFound, "The resource \"" + fileName + "\" could not be found.", response.path_);
-    return response;
-  }
   if (!resolvesInside(root, response.path_)) {
+    std::error_code error;
+    // A name that leads nowhere is missing; one that leads out is refused.
+    const bool exists = fs::exists(response.path_, error);
     response.error_ =
-        resourceError(kOutsideRoot, "The resource \"" + fileName + "\" lies outside the resources.",
-                      response.path_);
+        exists ? resourceError(kOutsideRoot,
+                               "The resource \"" + fileName + "\" lies outside the resources.",
+                               response.path_)
+               : resourceError(kNotFound, "The resource \"" + fileName + "\" could not be found.",
+                               response.path_);
     return response;
   }
-  std::ifstream file(response.path_, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (!file.good() && !file.eof()) {
-    response.error_ = resourceError(
-        kUnreadable, "The resource \"" + fileName + "\" could not be read.", response.path_);
+  FileRead read = readRegularFile(response.path_);
+  if (!read.bytes) {
+    response.error_ =
+        read.missing
+            ? resourceError(kNotFound, "The resource \"" + fileName + "\" could not be found.",
+                            response.path_)
+            : resourceError(kUnreadable, "The resource \"" + fileName + "\" could not be read.",
+                            response.path_);
     return response;
   }
-  response.data_ = std::move(bytes);
+  response.data_ = std::move(*read.bytes);
   return response;
 }
 

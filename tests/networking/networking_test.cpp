@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <atomic>
 #include <thread>
 
@@ -122,6 +124,29 @@ TEST_F(NetworkingTest, ResourcesAreReadUnderTheRootWithDirectoriesAndDots) {
   EXPECT_FALSE(missing.data());
   EXPECT_FALSE(Response().data());
   EXPECT_FALSE(Response().error());
+
+  // Empty and large files come back whole, byte for byte.
+  writeFile(resources.path() / "empty.json", "");
+  Response empty = Response().withResource("empty", "json");
+  ASSERT_TRUE(empty.data());
+  EXPECT_EQ(*empty.data(), "");
+  std::string large;
+  for (int i = 0; large.size() < 300000; ++i) large += std::to_string(i) + std::string(1, '\0');
+  writeFile(resources.path() / "large.json", large);
+  Response whole = Response().withResource("large", "json");
+  ASSERT_TRUE(whole.data());
+  EXPECT_EQ(*whole.data(), large);
+
+  // What is not a regular file is not there: a folder, and a FIFO (which must
+  // not wait for a writer).
+  std::filesystem::create_directories(resources.path() / "folder.json");
+  ASSERT_EQ(::mkfifo((resources.path() / "pipe.json").c_str(), 0600), 0);
+  for (const char* name : {"folder", "pipe"}) {
+    Response response = Response().withResource(name, "json");
+    ASSERT_TRUE(response.error()) << name;
+    EXPECT_EQ(response.error()->code(), Response::kNotFound) << name;
+    EXPECT_FALSE(response.data()) << name;
+  }
 }
 
 TEST_F(NetworkingTest, ResourceNamesThatWouldLeaveTheRootAreRefused) {
