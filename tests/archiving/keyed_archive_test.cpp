@@ -58,8 +58,8 @@ TEST(KeyedArchiveTest, RoundTripsEveryKindInBothFormats) {
   Holder holder;
   holder.number = -9000000000;  // negative and past 32 bits
   holder.flag = true;
-  holder.first = "Zoë";
-  holder.second = "Zoë";
+  holder.first.emplace("Zoë");  // assigning trips a false GCC 12 warning under ASan
+  holder.second.emplace("Zoë");
   holder.when = dateFromSeconds(978307200.25);
   holder.leaf = Leaf{"leaf"};
   for (auto format : {PropertyListFormat::binary, PropertyListFormat::xml}) {
