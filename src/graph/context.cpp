@@ -102,6 +102,13 @@ void ManagedObjectContext::Impl::ensureLoaded(ManagedObject* object) {
       }
     }
   }
+  // An object changed before its relationships were loaded: what was just
+  // read is their state as last read, which its save compares against.
+  if (auto it = originals.find(object); it != originals.end()) {
+    it->second.relations.clear();
+    for (const auto& slot : slots) it->second.relations.push_back({slot.toOne, slot.members});
+    it->second.flags |= detail::kRelationsLoaded;
+  }
 }
 
 ManagedObject* ManagedObjectContext::Impl::materialize(const EntityDescription& entity,
@@ -126,6 +133,7 @@ ManagedObject* ManagedObjectContext::Impl::registerRow(const EntityDescription& 
   const std::size_t count = entity.attributes().size();
   values.reserve(count);
   for (std::size_t i = 0; i < count; ++i) values.push_back(row.value(i));
+  ObjectAccess::version(*object) = row.version();
   ManagedObject* raw = object.get();
   registered.add(std::move(object));
   return raw;
@@ -263,8 +271,6 @@ void ManagedObjectContext::Impl::restore(ManagedObject* object, const Snapshot& 
 }
 
 void ManagedObjectContext::Impl::refresh(ManagedObject* object) {
-  if (ObjectAccess::flags(*object) & (detail::kInserted | detail::kUpdated | detail::kDeleted))
-    return;  // unsaved changes here win
   detail::Store* s = store();
   if (!s) return;
   bool found = false;
@@ -275,6 +281,7 @@ void ManagedObjectContext::Impl::refresh(ManagedObject* object) {
                  found = true;
                  auto& values = ObjectAccess::values(*object);
                  for (std::size_t i = 0; i < values.size(); ++i) values[i] = row.value(i);
+                 ObjectAccess::version(*object) = row.version();
                });
   }
   if (!found) {
@@ -284,6 +291,120 @@ void ManagedObjectContext::Impl::refresh(ManagedObject* object) {
   // Relationships are read again from the store on next use.
   for (auto& slot : ObjectAccess::relations(*object)) detail::slotClear(slot);
   ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kRelationsLoaded);
+}
+
+detail::ObjectUpdate ManagedObjectContext::Impl::changesOf(ManagedObject* object) const {
+  detail::ObjectUpdate update;
+  update.object = object;
+  auto it = originals.find(object);
+  if (it == originals.end()) return update;
+  const Snapshot& snapshot = it->second;
+  update.originals = &snapshot.values;
+  const auto& values = ObjectAccess::values(*object);
+  for (std::size_t i = 0; i < values.size(); ++i)
+    if (!(values[i] == snapshot.values[i])) update.attributes.push_back(i);
+  if (!ObjectAccess::has(*object, detail::kRelationsLoaded) ||
+      !(snapshot.flags & detail::kRelationsLoaded))
+    return update;  // relationships never loaded here cannot have changed
+  const auto& slots = ObjectAccess::relations(*object);
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    const RelationSnapshot& before = snapshot.relations[i];
+    if (slots[i].toOne != before.toOne)
+      update.relations.push_back({i, before.toOne, nullptr});
+    else if (slots[i].members != before.members)
+      update.relations.push_back({i, nullptr, &before.members});
+  }
+  return update;
+}
+
+std::optional<std::vector<std::vector<ManagedObject*>>> ManagedObjectContext::Impl::storedRelations(
+    ManagedObject* object) {
+  std::vector<std::vector<std::int64_t>> keys;
+  {
+    std::lock_guard storeLock(coordinator->storeMutex());
+    if (!store()->loadRelations(object->entity(), ObjectAccess::primaryKey(*object), keys))
+      return std::nullopt;
+  }
+  const auto& relationships = object->entity().relationships();
+  std::vector<std::vector<ManagedObject*>> targets(relationships.size());
+  for (std::size_t i = 0; i < relationships.size() && i < keys.size(); ++i)
+    for (std::int64_t key : keys[i])
+      if (ManagedObject* target = materialize(*relationships[i].destination, key))
+        if (!ObjectAccess::has(*target, detail::kDeleted)) targets[i].push_back(target);
+  return targets;
+}
+
+void ManagedObjectContext::Impl::mergeKeepingChanges(ManagedObject* object) {
+  auto it = originals.find(object);
+  detail::Store* s = store();
+  if (it == originals.end() || !s) return;
+  Snapshot& snapshot = it->second;
+  const detail::ObjectUpdate local = changesOf(object);
+  std::vector<Value> stored;
+  std::int64_t version = 0;
+  bool found = false;
+  {
+    std::lock_guard storeLock(coordinator->storeMutex());
+    s->loadRow(object->entity(), ObjectAccess::primaryKey(*object),
+               [&](std::int64_t, const detail::RowReader& row) {
+                 found = true;
+                 for (std::size_t i = 0; i < snapshot.values.size(); ++i)
+                   stored.push_back(row.value(i));
+                 version = row.version();
+               });
+  }
+  if (!found) {
+    forget(object);  // deleted there: the deletion wins, as for unchanged objects
+    return;
+  }
+  auto& values = ObjectAccess::values(*object);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    bool changedHere =
+        std::find(local.attributes.begin(), local.attributes.end(), i) != local.attributes.end();
+    if (!changedHere) values[i] = stored[i];
+  }
+  snapshot.values = std::move(stored);
+  ObjectAccess::version(*object) = version;
+  if (!ObjectAccess::has(*object, detail::kRelationsLoaded)) return;  // loaded fresh on use
+  auto targets = storedRelations(object);
+  if (!targets) return;
+  auto& slots = ObjectAccess::relations(*object);
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    const auto change = std::find_if(local.relations.begin(), local.relations.end(),
+                                     [i](const auto& c) { return c.index == i; });
+    RelationSnapshot& before = snapshot.relations[i];
+    const std::vector<ManagedObject*>& now = (*targets)[i];
+    if (!object->entity().relationships()[i].toMany) {
+      ManagedObject* target = now.empty() ? nullptr : now.front();
+      if (change == local.relations.end()) slots[i].toOne = target;
+      before.toOne = target;
+      continue;
+    }
+    // Stored members, less the ones removed here, plus the ones added here.
+    detail::MemberDiff diff = detail::diffMembers(before.members, slots[i].members);
+    std::vector<ManagedObject*> merged;
+    for (ManagedObject* member : now)
+      if (std::find(diff.removed.begin(), diff.removed.end(), member) == diff.removed.end())
+        merged.push_back(member);
+    std::vector<ManagedObject*> added;
+    for (std::size_t position : diff.added) added.push_back(slots[i].members[position]);
+    detail::slotClear(slots[i]);
+    for (ManagedObject* member : merged) detail::slotAdd(slots[i], member);
+    for (ManagedObject* member : added)
+      if (!detail::slotContains(slots[i], member)) detail::slotAdd(slots[i], member);
+    before.members = now;
+  }
+}
+
+void ManagedObjectContext::Impl::assignPermanentKeys(const std::vector<ManagedObject*>& inserted) {
+  for (ManagedObject* object : inserted) {
+    if (ObjectAccess::primaryKey(*object) > 0) continue;
+    std::int64_t key = coordinator->nextPrimaryKey(object->entity());
+    if (key <= 0) continue;  // still none: the store refuses the save
+    std::unique_ptr<ManagedObject> owned = registered.take(object->objectID());
+    ObjectAccess::setPrimaryKey(*object, key);
+    registered.add(std::move(owned));
+  }
 }
 
 void ManagedObjectContext::Impl::forget(ManagedObject* object) {
@@ -415,47 +536,76 @@ Status ManagedObjectContext::save() {
   {
     std::lock_guard lock(impl_->mutex);
     detail::SaveSet changes;
+    // Objects marked updated whose properties all came back to the values
+    // read are not written, and lose their mark with the others.
+    std::vector<ManagedObject*> unchanged;
     for (ManagedObject* o : impl_->insertedList)
       if (attached(o, this) && ObjectAccess::has(*o, detail::kInserted))
         changes.inserted.push_back(o);
-    for (ManagedObject* o : impl_->updatedList)
-      if (attached(o, this) && ObjectAccess::has(*o, detail::kUpdated) &&
-          !ObjectAccess::has(*o, detail::kDeleted))
-        changes.updated.push_back(o);
+    for (ManagedObject* o : impl_->updatedList) {
+      if (!attached(o, this) || !ObjectAccess::has(*o, detail::kUpdated) ||
+          ObjectAccess::has(*o, detail::kDeleted))
+        continue;
+      detail::ObjectUpdate update = impl_->changesOf(o);
+      if (update.attributes.empty() && update.relations.empty())
+        unchanged.push_back(o);
+      else
+        changes.updated.push_back(std::move(update));
+    }
     for (ManagedObject* o : impl_->deletedList)
       if (attached(o, this) && ObjectAccess::has(*o, detail::kDeleted))
         changes.deleted.push_back(o);
-    if (changes.inserted.empty() && changes.updated.empty() && changes.deleted.empty()) {
+    auto clearMarks = [&] {
+      for (ManagedObject* o : unchanged)
+        ObjectAccess::flags(*o) &= static_cast<std::uint8_t>(~detail::kUpdated);
       impl_->insertedList.clear();
       impl_->updatedList.clear();
       impl_->deletedList.clear();
+      impl_->originals.clear();
+    };
+    if (changes.inserted.empty() && changes.updated.empty() && changes.deleted.empty()) {
+      clearMarks();
       return Status::success();
     }
-    for (const auto* list : {&changes.inserted, &changes.updated})
-      for (ManagedObject* o : *list)
-        if (auto status = impl_->validate(o); !status) return status;
+    for (ManagedObject* o : changes.inserted)
+      if (auto status = impl_->validate(o); !status) return status;
+    for (const detail::ObjectUpdate& update : changes.updated)
+      if (auto status = impl_->validate(update.object); !status) return status;
     detail::Store* store = impl_->store();
     if (!store) return persistenceError(2, "The context has no persistent store to save to.");
-    {
+    impl_->assignPermanentKeys(changes.inserted);
+    std::vector<ManagedObject*> refetch;
+    Status saved = [&] {
       std::lock_guard storeLock(impl_->coordinator->storeMutex());
-      if (auto status = store->save(changes); !status) return status;
+      return store->save(changes, refetch);
+    }();
+    if (!saved) {
+      // The objects now know what the file holds: kept changes on top of
+      // it, so a rollback shows the stored state and a new save decides
+      // again.
+      if (isMergeConflictError(saved.error())) {
+        for (const detail::ObjectUpdate& update : changes.updated)
+          impl_->mergeKeepingChanges(update.object);
+        for (ManagedObject* o : changes.deleted) impl_->mergeKeepingChanges(o);
+      }
+      return saved;
     }
     for (ManagedObject* o : changes.inserted) {
       ObjectAccess::flags(*o) &= static_cast<std::uint8_t>(~detail::kInserted);
       info.inserted.push_back(o->objectID());
     }
-    for (ManagedObject* o : changes.updated) {
-      ObjectAccess::flags(*o) &= static_cast<std::uint8_t>(~detail::kUpdated);
-      info.updated.push_back(o->objectID());
+    for (const detail::ObjectUpdate& update : changes.updated) {
+      ObjectAccess::flags(*update.object) &= static_cast<std::uint8_t>(~detail::kUpdated);
+      info.updated.push_back(update.object->objectID());
     }
     for (ManagedObject* o : changes.deleted) {
       info.deleted.push_back(o->objectID());
       impl_->detach(o);
     }
-    impl_->insertedList.clear();
-    impl_->updatedList.clear();
-    impl_->deletedList.clear();
-    impl_->originals.clear();
+    clearMarks();
+    // Rows that another store had changed meanwhile now hold both saves:
+    // read them back, so this context shows what the file holds.
+    for (ManagedObject* o : refetch) impl_->refresh(o);
     info.coordinator = impl_->coordinator;
   }
   // Posted without the lock, so observers can merge into other contexts.
@@ -564,8 +714,15 @@ void ManagedObjectContext::mergeChanges(const platform::Notification& didSave) {
   std::lock_guard lock(impl_->mutex);
   if (!impl_->coordinator || info->coordinator != impl_->coordinator) return;
   auto& registered = impl_->registered;
-  for (const ObjectID& id : info->updated)
-    if (ManagedObject* found = registered.find(id)) impl_->refresh(found);
+  constexpr std::uint8_t kChanged = detail::kUpdated | detail::kDeleted;
+  for (const ObjectID& id : info->updated) {
+    ManagedObject* found = registered.find(id);
+    if (!found) continue;
+    if (ObjectAccess::flags(*found) & kChanged)
+      impl_->mergeKeepingChanges(found);
+    else
+      impl_->refresh(found);
+  }
   for (const ObjectID& id : info->deleted)
     if (ManagedObject* found = registered.find(id)) impl_->forget(found);
 }

@@ -3,6 +3,7 @@
 // Internal: the state of a context and the graph operations done under its lock.
 
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -19,8 +20,10 @@ struct ManagedObjectContext::Impl {
     ManagedObject* toOne = nullptr;
     std::vector<ManagedObject*> members;
   };
-  // The saved state of an object, kept from its first change until the save
-  // or rollback.
+  // The state of an object as last read from the store (or merged from
+  // another context's save), kept from its first change until the save or
+  // rollback. Its relations are valid once the object's relations are
+  // loaded (flags has kRelationsLoaded).
   struct Snapshot {
     std::vector<Value> values;
     std::vector<RelationSnapshot> relations;
@@ -67,7 +70,19 @@ struct ManagedObjectContext::Impl {
   void remove(ManagedObject* object);
   void detach(ManagedObject* object);
   void restore(ManagedObject* object, const Snapshot& snapshot);
+  // What an updated object changed since it was read; no properties when
+  // it changed nothing.
+  detail::ObjectUpdate changesOf(ManagedObject* object) const;
+  // Gives a saved object without unsaved changes the stored values.
   void refresh(ManagedObject* object);
+  // Gives an object with unsaved changes the stored values of every
+  // property it did not change; what it changed stays, and its snapshot
+  // becomes the stored state.
+  void mergeKeepingChanges(ManagedObject* object);
+  // Loads the stored members of each relationship: null where the row is gone.
+  std::optional<std::vector<std::vector<ManagedObject*>>> storedRelations(ManagedObject* object);
+  // Replaces temporary keys of inserted objects by permanent ones.
+  void assignPermanentKeys(const std::vector<ManagedObject*>& inserted);
   void forget(ManagedObject* object);  // drops a deleted-elsewhere object from loaded neighbours
   Status validate(ManagedObject* object) const;
   detail::Store* store() const { return coordinator ? coordinator->store() : nullptr; }

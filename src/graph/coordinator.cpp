@@ -23,7 +23,8 @@ PersistentStoreCoordinator::PersistentStoreCoordinator(
 PersistentStoreCoordinator::~PersistentStoreCoordinator() = default;
 
 Status PersistentStoreCoordinator::addPersistentStore(StoreType type,
-                                                      const std::filesystem::path& location) {
+                                                      const std::filesystem::path& location,
+                                                      std::chrono::milliseconds openWait) {
   if (!model_) return Error(error_domain::kPersistence, 6, "The coordinator has no model.");
   std::lock_guard keysLock(keysMutex_);
   std::lock_guard lock(storeMutex_);
@@ -32,7 +33,7 @@ Status PersistentStoreCoordinator::addPersistentStore(StoreType type,
   if (type == StoreType::InMemory) {
     store = detail::makeMemoryStore(*model_);
   } else {
-    auto opened = detail::openSQLiteStore(*model_, location);
+    auto opened = detail::openSQLiteStore(*model_, location, openWait);
     if (!opened) return opened.error();
     store = std::move(*opened);
   }
@@ -52,7 +53,8 @@ std::int64_t PersistentStoreCoordinator::nextPrimaryKey(const EntityDescription&
   KeyBlock& block = keys_[entity.position()];
   if (block.next < block.limit) return block.next++;
   detail::Store* store = this->store();
-  if (!store) return block.next++;  // nothing to collide with yet
+  // Without a store nothing tells which keys are free: temporary until saved.
+  if (!store) return --temporaryKey_;
   const std::int64_t size = std::clamp(block.size * 2, kFirstBlock, kLargestBlock);
   Result<std::int64_t> first = [&] {
     std::lock_guard lock(storeMutex_);
@@ -67,6 +69,10 @@ bool isIncompatibleStoreError(const Error& error) {
   if (error.domain() != error_domain::kPersistence) return false;
   return error.code() == detail::kNotThisModel || error.code() == detail::kOtherModelVersion ||
          error.code() == detail::kNotAStore;
+}
+
+bool isMergeConflictError(const Error& error) {
+  return error.domain() == error_domain::kPersistence && error.code() == detail::kMergeConflict;
 }
 
 bool isBusyStoreError(const Error& error) {

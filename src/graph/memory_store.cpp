@@ -12,6 +12,7 @@ namespace {
 struct Row {
   std::vector<Value> values;
   std::vector<std::vector<std::int64_t>> relations;
+  std::int64_t version = 1;
 };
 
 class ValuesReader : public RowReader {
@@ -20,6 +21,7 @@ class ValuesReader : public RowReader {
   Value value(std::size_t index) const override {
     return index < row_.values.size() ? row_.values[index] : Value();
   }
+  std::int64_t version() const override { return row_.version; }
 
  private:
   const Row& row_;
@@ -72,19 +74,54 @@ class MemoryStore : public Store {
     return Status::success();
   }
 
-  Status save(const SaveSet& changes) override {
-    for (ManagedObject* object : changes.inserted) write(*object);
-    for (ManagedObject* object : changes.updated) write(*object);
+  // One coordinator and no other connection: nothing can change a row
+  // behind a context's back except its sibling contexts, whose changes to
+  // other properties are kept by writing only what changed.
+  Status save(const SaveSet& changes, std::vector<ManagedObject*>&) override {
+    for (ManagedObject* object : changes.inserted) {
+      Row& row = tables_[object->entity().position()][ObjectAccess::primaryKey(*object)];
+      row.values = ObjectAccess::values(*object);
+      row.relations = relationKeys(*object);
+      ObjectAccess::version(*object) = row.version;
+    }
+    for (const ObjectUpdate& update : changes.updated) write(update);
     for (ManagedObject* object : changes.deleted)
       tables_[object->entity().position()].erase(ObjectAccess::primaryKey(*object));
     return Status::success();
   }
 
  private:
-  void write(ManagedObject& object) {
-    Row& row = tables_[object.entity().position()][ObjectAccess::primaryKey(object)];
-    row.values = ObjectAccess::values(object);
-    if (ObjectAccess::has(object, kRelationsLoaded)) row.relations = relationKeys(object);
+  void write(const ObjectUpdate& update) {
+    ManagedObject& object = *update.object;
+    auto& table = tables_[object.entity().position()];
+    auto it = table.find(ObjectAccess::primaryKey(object));
+    if (it == table.end()) return;  // deleted by a sibling context meanwhile
+    Row& row = it->second;
+    const auto& values = ObjectAccess::values(object);
+    for (std::size_t i : update.attributes) row.values[i] = values[i];
+    const auto& slots = ObjectAccess::relations(object);
+    row.relations.resize(slots.size());
+    for (const RelationChange& change : update.relations) {
+      auto& keys = row.relations[change.index];
+      if (!change.originalMembers) {
+        keys.clear();
+        if (slots[change.index].toOne)
+          keys.push_back(ObjectAccess::primaryKey(*slots[change.index].toOne));
+        continue;
+      }
+      const auto& members = slots[change.index].members;
+      if (object.entity().relationships()[change.index].ordered) {
+        keys.clear();  // the order is this context's
+        for (const ManagedObject* member : members)
+          keys.push_back(ObjectAccess::primaryKey(*member));
+        continue;
+      }
+      MemberDiff diff = diffMembers(*change.originalMembers, members);
+      for (ManagedObject* removed : diff.removed)
+        std::erase(keys, ObjectAccess::primaryKey(*removed));
+      for (std::size_t i : diff.added) keys.push_back(ObjectAccess::primaryKey(*members[i]));
+    }
+    ObjectAccess::version(object) = ++row.version;
   }
 
   std::vector<std::map<std::int64_t, Row>> tables_;  // by entity position

@@ -23,6 +23,8 @@ struct ObjectAccess {
   static std::uint8_t& flags(ManagedObject& o) { return o.flags_; }
   static bool has(const ManagedObject& o, std::uint8_t flag) { return (o.flags_ & flag) != 0; }
   static std::int64_t primaryKey(const ManagedObject& o) { return o.primaryKey_; }
+  static void setPrimaryKey(ManagedObject& o, std::int64_t key) { o.primaryKey_ = key; }
+  static std::int64_t& version(ManagedObject& o) { return o.version_; }
   static ManagedObjectContext* context(const ManagedObject& o) {
     return o.context_.load(std::memory_order_acquire);
   }

@@ -2,6 +2,8 @@
 
 // Internal: the objects a context owns, by identity.
 
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -32,12 +34,9 @@ class Registry {
     auto key = static_cast<std::size_t>(id.primaryKey);
     if (id.primaryKey >= 0 && key < dense.size() * 2 + kSlack) {
       if (key >= dense.size()) dense.resize(std::max(key + 1, dense.size() * 3 / 2));
-      if (!dense[key]) ++count_;
-      dense[key] = std::move(object);
+      place(dense[key], std::move(object));
     } else {
-      auto& slot = sparse_[id];
-      if (!slot) ++count_;
-      slot = std::move(object);
+      place(sparse_[id], std::move(object));
     }
   }
 
@@ -73,6 +72,19 @@ class Registry {
 
  private:
   static constexpr std::size_t kSlack = 4096;
+
+  // Two live objects with one identity would leave every pointer to the
+  // first dangling: a broken invariant of the graph, so stop at once.
+  void place(std::unique_ptr<ManagedObject>& slot, std::unique_ptr<ManagedObject> object) {
+    if (slot) {
+      std::fprintf(stderr, "OrbelinData: two objects registered as %s %lld in one context\n",
+                   object->entity().name().c_str(),
+                   static_cast<long long>(object->objectID().primaryKey));
+      std::abort();
+    }
+    slot = std::move(object);
+    ++count_;
+  }
   const std::vector<std::unique_ptr<ManagedObject>>& denseFor(std::size_t position) const {
     static const std::vector<std::unique_ptr<ManagedObject>> none;
     return position < dense_.size() ? dense_[position] : none;

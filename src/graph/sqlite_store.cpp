@@ -3,10 +3,14 @@
 // to-one relationship and an order column (Z_ORD_ + relationship) on the
 // member side of an ordered one-to-many. A to-many whose inverse is not
 // to-one (many-to-many, or no inverse) keeps a join table
-// Z_<entity>_<relationship> (Z_OWNER, Z_TARGET, Z_ORD). Z_METADATA holds the
-// model's version identifier; Z_PRIMARYKEY the highest key reserved per
-// entity (Z_NAME, Z_MAX), which every connection to the file draws its key
-// blocks from. Every statement is prepared once with bound parameters.
+// Z_<entity>_<relationship> (Z_OWNER, Z_TARGET, Z_ORD). Every entity row
+// carries a version, Z_OPT, that each save writing the row raises; a save
+// writes only the columns and join rows its objects changed, after checking
+// the versions of the rows it updates in the same write transaction.
+// Z_METADATA holds the model's version identifier; Z_PRIMARYKEY the highest
+// key reserved per entity (Z_NAME, Z_MAX), which every connection to the
+// file draws its key blocks from. Statements are prepared once with bound
+// parameters (an update, once per set of changed columns).
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -14,9 +18,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <cerrno>
+#include <fstream>
+#include <map>
 #include <system_error>
 #include <unordered_map>
 
@@ -74,6 +81,8 @@ Error openError(sqlite3* db, const std::string& path, long codeIfFileIsBad) {
   return storeError(19, "Cannot read the store " + path + ": " + message);
 }
 
+constexpr const char* kVersionColumn = "Z_OPT INTEGER NOT NULL DEFAULT 1";
+
 constexpr const char* kKeyTable =
     "CREATE TABLE IF NOT EXISTS Z_PRIMARYKEY (Z_NAME TEXT PRIMARY KEY, Z_MAX INTEGER NOT NULL)";
 
@@ -125,20 +134,24 @@ class Statement {
 };
 
 struct RelationSQL {
-  Statement selectMembers;  // to-many: member keys of one owner, in order
-  Statement deleteOwner;    // join table: rows of one owner
-  Statement deleteTarget;   // join table: rows naming a deleted target
-  Statement insertMember;   // join table: one row
-  Statement updateOrder;    // ordered one-to-many: the member's order column
+  Statement selectMembers;      // to-many: member keys of one owner, in order
+  Statement deleteOwner;        // join table: rows of one owner
+  Statement deleteTarget;       // join table: rows naming a deleted target
+  Statement insertMember;       // join table: one row, unless it is there already
+  Statement deleteMember;       // join table: one row
+  Statement updateMemberOrder;  // join table: one row's Z_ORD
+  Statement updateOrder;        // ordered one-to-many: the member's order column
 };
 
 struct EntitySQL {
   std::size_t columnCount = 0;  // attributes + to-one columns
-  Statement insert;             // Z_PK, attributes, to-ones
-  Statement updateAttributes;   // attributes; Z_PK last
-  Statement updateToOnes;       // to-ones; Z_PK last
-  Statement selectAll;
+  Statement insert;             // Z_PK, attributes, to-ones, Z_OPT
+  // Z_OPT raised and the given columns (attributes first, then to-ones);
+  // Z_PK last. Made on first use for each set of columns.
+  std::map<std::vector<std::size_t>, std::unique_ptr<Statement>> updates;
+  Statement selectAll;  // Z_PK, attributes, Z_OPT
   Statement selectOne;
+  Statement selectCheck;  // Z_OPT, attributes, to-ones
   Statement selectToOnes;
   Statement deleteRow;
   Statement maxKey;
@@ -146,6 +159,7 @@ struct EntitySQL {
   Statement reserveKeys;
   std::vector<std::size_t> toOnes;  // relationship indices with a column, in column order
   std::vector<RelationSQL> relations;
+  std::vector<std::string> columnNames;  // quoted; attributes, then to-ones
 };
 
 void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
@@ -171,8 +185,12 @@ void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
       sqlite3_bind_double(stmt, position, secondsSince1970(*value.date()));
       return;
     case Value::Kind::Binary: {
+      // An empty vector's data() may be null, which SQLite stores as NULL:
+      // an empty value must come back empty, not absent.
+      static const std::uint8_t kNothing = 0;
       const Bytes& b = *value.binary();
-      sqlite3_bind_blob64(stmt, position, b.data(), b.size(), SQLITE_STATIC);
+      sqlite3_bind_blob64(stmt, position, b.empty() ? &kNothing : b.data(), b.size(),
+                          SQLITE_STATIC);
       return;
     }
     case Value::Kind::Transformable: {
@@ -222,6 +240,7 @@ Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
   return {};
 }
 
+// A row of selectAll or selectOne: Z_PK, the attributes, Z_OPT.
 class StatementReader : public RowReader {
  public:
   StatementReader(sqlite3_stmt* stmt, const EntityDescription& entity)
@@ -230,6 +249,9 @@ class StatementReader : public RowReader {
     const auto& attributes = entity_.attributes();
     if (index >= attributes.size()) return {};
     return readColumn(stmt_, static_cast<int>(index) + 1, attributes[index].type);
+  }
+  std::int64_t version() const override {
+    return sqlite3_column_int64(stmt_, static_cast<int>(entity_.attributes().size()) + 1);
   }
 
  private:
@@ -258,6 +280,7 @@ class SQLiteStore : public Store {
     exec("PRAGMA synchronous=NORMAL");
     // Files from before the key table get it now (a no-op when it is there).
     if (!exec(kKeyTable)) return openError(db_, path, kNotAStore);
+    if (!addMissingVersions()) return openError(db_, path, kNotAStore);
     // A file of this version that lacks a table is damaged.
     if (!prepareAll()) return openError(db_, path, kNotAStore);
     return Status::success();
@@ -333,23 +356,24 @@ class SQLiteStore : public Store {
     return Status::success();
   }
 
-  Status save(const SaveSet& changes) override {
+  Status save(const SaveSet& changes, std::vector<ManagedObject*>& refetch) override {
     for (ManagedObject* object : changes.inserted)
       if (keyOf(object) <= 0)
         return storeError(kNoPermanentKey, "An inserted " + object->entity().name() +
                                                " has no permanent key: the store was locked "
                                                "when it was inserted.");
     if (!exec("BEGIN IMMEDIATE")) return failure("begin a transaction");
-    Status status = writeAll(changes);
+    std::vector<std::pair<ManagedObject*, std::int64_t>> versions;
+    Status status = checkVersions(changes, versions, refetch);
+    if (status) status = writeAll(changes);
+    if (status && !exec("COMMIT")) status = failure("commit");
     if (!status) {
       exec("ROLLBACK");
+      refetch.clear();
       return status;
     }
-    if (!exec("COMMIT")) {
-      Status failed = failure("commit");
-      exec("ROLLBACK");
-      return failed;
-    }
+    for (ManagedObject* object : changes.inserted) ObjectAccess::version(*object) = 1;
+    for (auto [object, version] : versions) ObjectAccess::version(*object) = version;
     return Status::success();
   }
 
@@ -382,7 +406,7 @@ class SQLiteStore : public Store {
     std::string ddl = "CREATE TABLE Z_METADATA (Z_KEY TEXT PRIMARY KEY, Z_VALUE TEXT);";
     ddl += std::string(kKeyTable) + ";";
     for (const auto& entity : model_.entities()) {
-      std::string columns = "Z_PK INTEGER PRIMARY KEY";
+      std::string columns = "Z_PK INTEGER PRIMARY KEY, " + std::string(kVersionColumn);
       for (const auto& a : entity->attributes())
         columns += ", " + quoted(a.name) + " " + columnType(a.type);
       for (const auto& r : entity->relationships()) {
@@ -451,6 +475,27 @@ class SQLiteStore : public Store {
     return error;
   }
 
+  // Files written before rows carried versions get the column, every row at
+  // version 1, under the write lock so that two processes never both add it.
+  bool addMissingVersions() {
+    auto missing = [&](const EntityDescription& entity) {
+      Statement probe;
+      return !probe.prepare(db_, "SELECT Z_OPT FROM " + tableName(entity) + " LIMIT 0");
+    };
+    if (std::none_of(model_.entities().begin(), model_.entities().end(),
+                     [&](const auto& entity) { return missing(*entity); }))
+      return true;
+    if (!exec("BEGIN IMMEDIATE")) return false;
+    for (const auto& entity : model_.entities()) {
+      if (!missing(*entity)) continue;
+      if (!exec("ALTER TABLE " + tableName(*entity) + " ADD COLUMN " + kVersionColumn)) {
+        exec("ROLLBACK");
+        return false;
+      }
+    }
+    return exec("COMMIT");
+  }
+
   // Tables in the file, or -1 when the schema cannot be read.
   int countTables() {
     Statement count;
@@ -470,40 +515,38 @@ class SQLiteStore : public Store {
 
   bool prepare(const EntityDescription& entity, EntitySQL& e) {
     const std::string table = tableName(entity);
-    std::string attributeList, attributeSets, toOneList, toOneSets;
+    std::string attributeList, toOneList;
     for (const auto& a : entity.attributes()) {
       attributeList += ", " + quoted(a.name);
-      attributeSets += std::string(attributeSets.empty() ? "" : ", ") + quoted(a.name) + " = ?";
+      e.columnNames.push_back(quoted(a.name));
     }
     for (const auto& r : entity.relationships()) {
       if (r.toMany) continue;
       e.toOnes.push_back(r.index);
       toOneList += std::string(toOneList.empty() ? "" : ", ") + quoted(r.name);
-      toOneSets += std::string(toOneSets.empty() ? "" : ", ") + quoted(r.name) + " = ?";
+      e.columnNames.push_back(quoted(r.name));
     }
     e.columnCount = entity.attributes().size() + e.toOnes.size();
     std::string insertColumns =
-        "Z_PK" + attributeList + (toOneList.empty() ? "" : ", " + toOneList);
+        "Z_PK" + attributeList + (toOneList.empty() ? "" : ", " + toOneList) + ", Z_OPT";
     std::string placeholders = "?";
     for (std::size_t i = 0; i < e.columnCount; ++i) placeholders += ", ?";
-    bool ok = e.insert.prepare(db_, "INSERT INTO " + table + " (" + insertColumns + ") VALUES (" +
-                                        placeholders + ")") &&
-              e.selectAll.prepare(
-                  db_, "SELECT Z_PK" + attributeList + " FROM " + table + " ORDER BY Z_PK") &&
-              e.selectOne.prepare(
-                  db_, "SELECT Z_PK" + attributeList + " FROM " + table + " WHERE Z_PK = ?") &&
-              e.deleteRow.prepare(db_, "DELETE FROM " + table + " WHERE Z_PK = ?") &&
-              e.maxKey.prepare(db_, "SELECT MAX(Z_PK) FROM " + table) &&
-              e.reservedKey.prepare(db_, "SELECT Z_MAX FROM Z_PRIMARYKEY WHERE Z_NAME = ?") &&
-              e.reserveKeys.prepare(
-                  db_, "INSERT OR REPLACE INTO Z_PRIMARYKEY (Z_NAME, Z_MAX) VALUES (?, ?)");
-    if (ok && !attributeSets.empty())
-      ok = e.updateAttributes.prepare(
-          db_, "UPDATE " + table + " SET " + attributeSets + " WHERE Z_PK = ?");
-    if (ok && !toOneSets.empty())
+    const std::string rowColumns = "Z_PK" + attributeList + ", Z_OPT";
+    bool ok =
+        e.insert.prepare(db_, "INSERT INTO " + table + " (" + insertColumns + ") VALUES (" +
+                                  placeholders + ", 1)") &&
+        e.selectAll.prepare(db_, "SELECT " + rowColumns + " FROM " + table + " ORDER BY Z_PK") &&
+        e.selectOne.prepare(db_, "SELECT " + rowColumns + " FROM " + table + " WHERE Z_PK = ?") &&
+        e.selectCheck.prepare(db_, "SELECT Z_OPT" + attributeList +
+                                       (toOneList.empty() ? "" : ", " + toOneList) + " FROM " +
+                                       table + " WHERE Z_PK = ?") &&
+        e.deleteRow.prepare(db_, "DELETE FROM " + table + " WHERE Z_PK = ?") &&
+        e.maxKey.prepare(db_, "SELECT MAX(Z_PK) FROM " + table) &&
+        e.reservedKey.prepare(db_, "SELECT Z_MAX FROM Z_PRIMARYKEY WHERE Z_NAME = ?") &&
+        e.reserveKeys.prepare(db_,
+                              "INSERT OR REPLACE INTO Z_PRIMARYKEY (Z_NAME, Z_MAX) VALUES (?, ?)");
+    if (ok && !toOneList.empty())
       ok =
-          e.updateToOnes.prepare(db_,
-                                 "UPDATE " + table + " SET " + toOneSets + " WHERE Z_PK = ?") &&
           e.selectToOnes.prepare(db_, "SELECT " + toOneList + " FROM " + table + " WHERE Z_PK = ?");
     e.relations = std::vector<RelationSQL>(entity.relationships().size());
     for (const auto& r : entity.relationships()) {
@@ -511,12 +554,20 @@ class SQLiteStore : public Store {
       RelationSQL& rs = e.relations[r.index];
       if (usesJoinTable(r)) {
         std::string jt = joinTableName(entity, r);
+        // Another connection may have added the same member meanwhile: a
+        // member is one row whoever adds it.
         ok = rs.selectMembers.prepare(
                  db_, "SELECT Z_TARGET FROM " + jt + " WHERE Z_OWNER = ? ORDER BY Z_ORD") &&
              rs.deleteOwner.prepare(db_, "DELETE FROM " + jt + " WHERE Z_OWNER = ?") &&
              rs.deleteTarget.prepare(db_, "DELETE FROM " + jt + " WHERE Z_TARGET = ?") &&
-             rs.insertMember.prepare(
-                 db_, "INSERT INTO " + jt + " (Z_OWNER, Z_TARGET, Z_ORD) VALUES (?, ?, ?)");
+             rs.insertMember.prepare(db_, "INSERT INTO " + jt +
+                                              " (Z_OWNER, Z_TARGET, Z_ORD) SELECT ?1, ?2, ?3 " +
+                                              "WHERE NOT EXISTS (SELECT 1 FROM " + jt +
+                                              " WHERE Z_OWNER = ?1 AND Z_TARGET = ?2)") &&
+             rs.deleteMember.prepare(db_,
+                                     "DELETE FROM " + jt + " WHERE Z_OWNER = ? AND Z_TARGET = ?") &&
+             rs.updateMemberOrder.prepare(
+                 db_, "UPDATE " + jt + " SET Z_ORD = ? WHERE Z_OWNER = ? AND Z_TARGET = ?");
       } else if (r.toMany) {
         std::string dest = tableName(*r.destination);
         std::string order = r.ordered ? orderColumn(*r.inverse) + ", Z_PK" : "Z_PK";
@@ -563,52 +614,114 @@ class SQLiteStore : public Store {
     return step(stmt);
   }
 
-  bool updateRow(ManagedObject& object) {
-    EntitySQL& e = sql(object.entity());
-    const auto& values = ObjectAccess::values(object);
-    if (!values.empty()) {
-      sqlite3_stmt* stmt = e.updateAttributes.begin();
-      for (std::size_t i = 0; i < values.size(); ++i)
-        bindValue(stmt, static_cast<int>(i) + 1, values[i]);
-      sqlite3_bind_int64(stmt, static_cast<int>(values.size()) + 1, keyOf(&object));
-      if (!step(stmt)) return false;
+  // The statement that writes these columns and raises the row's version.
+  Statement* updateStatement(const EntityDescription& entity,
+                             const std::vector<std::size_t>& columns) {
+    EntitySQL& e = sql(entity);
+    auto& statement = e.updates[columns];
+    if (statement) return statement.get();
+    std::string sets;
+    for (std::size_t column : columns) sets += e.columnNames[column] + " = ?, ";
+    statement = std::make_unique<Statement>();
+    if (!statement->prepare(db_, "UPDATE " + tableName(entity) + " SET " + sets +
+                                     "Z_OPT = Z_OPT + 1 WHERE Z_PK = ?")) {
+      statement.reset();
+      return nullptr;
     }
-    if (e.toOnes.empty() || !ObjectAccess::has(object, kRelationsLoaded)) return true;
-    sqlite3_stmt* stmt = e.updateToOnes.begin();
-    bindToOnes(stmt, 1, object, e);
-    sqlite3_bind_int64(stmt, static_cast<int>(e.toOnes.size()) + 1, keyOf(&object));
+    return statement.get();
+  }
+
+  // The to-one column of a relationship, counted after the attributes.
+  static std::size_t toOneColumn(const EntitySQL& e, std::size_t relationship) {
+    auto it = std::find(e.toOnes.begin(), e.toOnes.end(), relationship);
+    return static_cast<std::size_t>(it - e.toOnes.begin());
+  }
+
+  bool updateRow(const ObjectUpdate& update) {
+    ManagedObject& object = *update.object;
+    const EntityDescription& entity = object.entity();
+    EntitySQL& e = sql(entity);
+    std::vector<std::size_t> columns = update.attributes;
+    for (const RelationChange& change : update.relations)
+      if (!entity.relationships()[change.index].toMany)
+        columns.push_back(entity.attributes().size() + toOneColumn(e, change.index));
+    Statement* statement = updateStatement(entity, columns);
+    if (!statement) return false;
+    sqlite3_stmt* stmt = statement->begin();
+    const auto& values = ObjectAccess::values(object);
+    const auto& slots = ObjectAccess::relations(object);
+    int position = 1;
+    for (std::size_t column : columns) {
+      if (column < values.size()) {
+        bindValue(stmt, position++, values[column]);
+        continue;
+      }
+      ManagedObject* target = slots[e.toOnes[column - values.size()]].toOne;
+      if (target)
+        sqlite3_bind_int64(stmt, position++, keyOf(target));
+      else
+        sqlite3_bind_null(stmt, position++);
+    }
+    sqlite3_bind_int64(stmt, position, keyOf(&object));
     return step(stmt);
   }
 
-  // Join-table rows and member order of one object's to-many relationships.
-  bool writeMembers(ManagedObject& object, bool inserted) {
-    if (!ObjectAccess::has(object, kRelationsLoaded)) return true;
+  // Join-table rows and member order of a new object's to-many relationships.
+  bool writeMembers(ManagedObject& object) {
     EntitySQL& e = sql(object.entity());
     auto& slots = ObjectAccess::relations(object);
     for (const auto& r : object.entity().relationships()) {
-      RelationSQL& rs = e.relations[r.index];
       const auto& members = slots[r.index].members;
+      for (std::size_t i = 0; i < members.size(); ++i)
+        if (!writeMember(e.relations[r.index], r, object, members[i], i, true)) return false;
+    }
+    return true;
+  }
+
+  // One member at position `position`: its join row (added, or its order
+  // moved) or its order column.
+  bool writeMember(RelationSQL& rs, const RelationshipDescription& r, ManagedObject& owner,
+                   ManagedObject* member, std::size_t position, bool added) {
+    const auto order = static_cast<std::int64_t>(position);
+    if (usesJoinTable(r)) {
+      sqlite3_stmt* stmt = added ? rs.insertMember.begin() : rs.updateMemberOrder.begin();
+      int first = added ? 1 : 2;
+      sqlite3_bind_int64(stmt, first, keyOf(&owner));
+      sqlite3_bind_int64(stmt, first + 1, keyOf(member));
+      sqlite3_bind_int64(stmt, added ? 3 : 1, order);
+      return step(stmt);
+    }
+    if (!r.toMany || !r.ordered) return true;  // the member's own to-one column says it all
+    sqlite3_stmt* stmt = rs.updateOrder.begin();
+    sqlite3_bind_int64(stmt, 1, order);
+    sqlite3_bind_int64(stmt, 2, keyOf(member));
+    return step(stmt);
+  }
+
+  // Only the members that changed: rows of other members, which another
+  // connection may have written meanwhile, stay as they are.
+  bool writeChangedMembers(const ObjectUpdate& update) {
+    ManagedObject& object = *update.object;
+    EntitySQL& e = sql(object.entity());
+    for (const RelationChange& change : update.relations) {
+      const RelationshipDescription& r = object.entity().relationships()[change.index];
+      if (!r.toMany || !change.originalMembers) continue;
+      RelationSQL& rs = e.relations[r.index];
+      const auto& members = ObjectAccess::relations(object)[r.index].members;
+      MemberDiff diff = diffMembers(*change.originalMembers, members);
       if (usesJoinTable(r)) {
-        if (!inserted) {
-          sqlite3_stmt* stmt = rs.deleteOwner.begin();
+        for (ManagedObject* removed : diff.removed) {
+          sqlite3_stmt* stmt = rs.deleteMember.begin();
           sqlite3_bind_int64(stmt, 1, keyOf(&object));
-          if (!step(stmt)) return false;
-        }
-        for (std::size_t i = 0; i < members.size(); ++i) {
-          sqlite3_stmt* stmt = rs.insertMember.begin();
-          sqlite3_bind_int64(stmt, 1, keyOf(&object));
-          sqlite3_bind_int64(stmt, 2, keyOf(members[i]));
-          sqlite3_bind_int64(stmt, 3, static_cast<std::int64_t>(i));
-          if (!step(stmt)) return false;
-        }
-      } else if (r.toMany && r.ordered) {
-        for (std::size_t i = 0; i < members.size(); ++i) {
-          sqlite3_stmt* stmt = rs.updateOrder.begin();
-          sqlite3_bind_int64(stmt, 1, static_cast<std::int64_t>(i));
-          sqlite3_bind_int64(stmt, 2, keyOf(members[i]));
+          sqlite3_bind_int64(stmt, 2, keyOf(removed));
           if (!step(stmt)) return false;
         }
       }
+      for (std::size_t i : diff.added)
+        if (!writeMember(rs, r, object, members[i], i, true)) return false;
+      if (!r.ordered) continue;
+      for (std::size_t i : diff.moved)
+        if (!writeMember(rs, r, object, members[i], i, false)) return false;
     }
     return true;
   }
@@ -641,13 +754,87 @@ class SQLiteStore : public Store {
       if (!deleteRow(*object)) return failure("delete from " + object->entity().name());
     for (ManagedObject* object : changes.inserted)
       if (!insertRow(*object)) return failure("insert into " + object->entity().name());
-    for (ManagedObject* object : changes.updated)
-      if (!updateRow(*object)) return failure("update " + object->entity().name());
+    for (const ObjectUpdate& update : changes.updated)
+      if (!updateRow(update)) return failure("update " + update.object->entity().name());
     for (ManagedObject* object : changes.inserted)
-      if (!writeMembers(*object, true)) return failure("write " + object->entity().name());
-    for (ManagedObject* object : changes.updated)
-      if (!writeMembers(*object, false)) return failure("write " + object->entity().name());
+      if (!writeMembers(*object)) return failure("write " + object->entity().name());
+    for (const ObjectUpdate& update : changes.updated)
+      if (!writeChangedMembers(update)) return failure("write " + update.object->entity().name());
     return Status::success();
+  }
+
+  // The properties of an update that another connection changed to another
+  // value since the object was read: the names, comma-separated.
+  std::string conflictingProperties(const ObjectUpdate& update, sqlite3_stmt* row) {
+    ManagedObject& object = *update.object;
+    const EntityDescription& entity = object.entity();
+    const auto& values = ObjectAccess::values(object);
+    std::string names;
+    auto add = [&](const std::string& name) { names += (names.empty() ? "" : ", ") + name; };
+    for (std::size_t i : update.attributes) {
+      Value stored = readColumn(row, static_cast<int>(i) + 1, entity.attributes()[i].type);
+      AttributeType type = entity.attributes()[i].type;
+      if (!sameStoredValue(stored, (*update.originals)[i], type) &&
+          !sameStoredValue(stored, values[i], type))
+        add(entity.attributes()[i].name);
+    }
+    const EntitySQL& e = sql(entity);
+    for (const RelationChange& change : update.relations) {
+      const RelationshipDescription& r = entity.relationships()[change.index];
+      if (r.toMany) continue;  // members are added and removed one by one: no conflict
+      int column = static_cast<int>(values.size() + toOneColumn(e, r.index)) + 1;
+      std::int64_t stored = sqlite3_column_int64(row, column);
+      std::int64_t now = keyOf(ObjectAccess::relations(object)[r.index].toOne);
+      if (stored != keyOf(change.originalToOne) && stored != now) add(r.name);
+    }
+    return names;
+  }
+
+  // Compares the versions of the rows this save updates or deletes with the
+  // versions their objects were read at, inside the save's transaction.
+  Status checkVersions(const SaveSet& changes,
+                       std::vector<std::pair<ManagedObject*, std::int64_t>>& versions,
+                       std::vector<ManagedObject*>& refetch) {
+    std::string conflicts;
+    auto conflict = [&](ManagedObject& object, const std::string& what) {
+      conflicts += (conflicts.empty() ? "" : "; ") + object.entity().name() + " " +
+                   std::to_string(keyOf(&object)) + " (" + what + ")";
+    };
+    for (const ObjectUpdate& update : changes.updated) {
+      ManagedObject& object = *update.object;
+      sqlite3_stmt* row = sql(object.entity()).selectCheck.begin();
+      sqlite3_bind_int64(row, 1, keyOf(&object));
+      int rc = sqlite3_step(row);
+      if (rc == SQLITE_ROW) {
+        std::int64_t stored = sqlite3_column_int64(row, 0);
+        if (stored != ObjectAccess::version(object)) {
+          std::string names = conflictingProperties(update, row);
+          if (names.empty())
+            refetch.push_back(&object);
+          else
+            conflict(object, names);
+        }
+        versions.emplace_back(&object, stored + 1);
+      } else if (rc == SQLITE_DONE) {
+        conflict(object, "deleted elsewhere");
+      }
+      sqlite3_reset(row);
+      if (rc != SQLITE_ROW && rc != SQLITE_DONE) return failure("read " + object.entity().name());
+    }
+    for (ManagedObject* object : changes.deleted) {
+      sqlite3_stmt* row = sql(object->entity()).selectCheck.begin();
+      sqlite3_bind_int64(row, 1, keyOf(object));
+      int rc = sqlite3_step(row);
+      if (rc == SQLITE_ROW && sqlite3_column_int64(row, 0) != ObjectAccess::version(*object))
+        conflict(*object, "changed elsewhere, not deleted");
+      sqlite3_reset(row);
+      if (rc != SQLITE_ROW && rc != SQLITE_DONE) return failure("read " + object->entity().name());
+    }
+    if (conflicts.empty()) return Status::success();
+    return storeError(kMergeConflict,
+                      "Changes saved elsewhere since these objects were read conflict with "
+                      "this save: " +
+                          conflicts + ".");
   }
 
   const ManagedObjectModel& model_;
@@ -685,15 +872,34 @@ Result<bool> createOwnerOnly(const std::filesystem::path& path) {
   return true;
 }
 
+// Whether the file is empty (a new store) or starts as an SQLite database
+// does. Anything else is refused before SQLite opens it: SQLite would treat
+// the companion -wal and -shm files beside it as its own and remove them,
+// while they belong with the file when it is set aside.
+bool looksLikeSQLite(const std::filesystem::path& path) {
+  static constexpr char kMagic[] = "SQLite format 3";  // with its NUL: 16 bytes
+  std::ifstream in(path, std::ios::binary);
+  std::array<char, sizeof kMagic> header{};
+  in.read(header.data(), header.size());
+  if (in.gcount() == 0) return true;
+  return in.gcount() == static_cast<std::streamsize>(header.size()) &&
+         std::equal(header.begin(), header.end(), kMagic);
+}
+
 }  // namespace
 
 Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,
-                                               const std::filesystem::path& path) {
+                                               const std::filesystem::path& path,
+                                               std::chrono::milliseconds openWait) {
   std::error_code ec;
   bool created = false;
   if (std::filesystem::exists(path, ec)) {
     if (!std::filesystem::is_regular_file(path, ec))
       return storeError(14, "The store location " + path.string() + " is not a file.");
+    if (!looksLikeSQLite(path))
+      return storeError(kNotAStore, "The file " + path.string() +
+                                        " is not a store: it is not an "
+                                        "SQLite database.");
   } else {
     auto made = createOwnerOnly(path);
     if (!made) return made.error();
@@ -713,13 +919,14 @@ Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,
     discardNew();
     return storeError(15, "Cannot open the store " + path.string() + ": " + message);
   }
-  sqlite3_busy_timeout(db, static_cast<int>(kStoreBusyTimeout.count()));
+  sqlite3_busy_timeout(db, static_cast<int>(openWait.count()));
   auto store = std::make_unique<SQLiteStore>(model, db);
   if (auto status = store->open(path.string()); !status) {
     store.reset();
     discardNew();
     return status.error();
   }
+  sqlite3_busy_timeout(db, static_cast<int>(kStoreBusyTimeout.count()));
   return std::unique_ptr<Store>(std::move(store));
 }
 

@@ -2,6 +2,7 @@
 
 // Internal: the interface between contexts and the stores behind a coordinator.
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -19,16 +20,49 @@ class RowReader {
  public:
   virtual ~RowReader() = default;
   virtual Value value(std::size_t attributeIndex) const = 0;
+  // The row's version: raised by every save that writes the row.
+  virtual std::int64_t version() const = 0;
 };
 using RowVisitor = std::function<void(std::int64_t primaryKey, const RowReader& row)>;
 
-// What one save writes. Objects are read through ObjectAccess; an updated
-// object whose relationships are not loaded has unchanged relationships.
+// One relationship that an update changed: its state as last read from
+// the store. The current state is read from the object.
+struct RelationChange {
+  std::size_t index = 0;
+  ManagedObject* originalToOne = nullptr;                        // to-one
+  const std::vector<ManagedObject*>* originalMembers = nullptr;  // to-many
+};
+
+// An updated object and what changed since it was last read: only these
+// properties are written, so whatever another context or process saved to
+// the other properties of the row stays.
+struct ObjectUpdate {
+  ManagedObject* object = nullptr;
+  const std::vector<Value>* originals = nullptr;  // attribute values as last read
+  std::vector<std::size_t> attributes;            // changed attribute indices
+  std::vector<RelationChange> relations;          // changed relationships
+};
+
+// What one save writes. Objects are read through ObjectAccess.
 struct SaveSet {
   std::vector<ManagedObject*> inserted;
-  std::vector<ManagedObject*> updated;
+  std::vector<ObjectUpdate> updated;
   std::vector<ManagedObject*> deleted;
 };
+
+// How a to-many changed: positions in `after` of the members added and of
+// the kept members whose position changed, and the members removed.
+struct MemberDiff {
+  std::vector<std::size_t> added;
+  std::vector<std::size_t> moved;
+  std::vector<ManagedObject*> removed;
+};
+MemberDiff diffMembers(const std::vector<ManagedObject*>& before,
+                       const std::vector<ManagedObject*>& after);
+
+// Whether two values of an attribute are stored as the same column value
+// (a truth value set as 1 and read back as true are the same).
+bool sameStoredValue(const Value& a, const Value& b, AttributeType type);
 
 // Callers hold the coordinator's store mutex around every call.
 class Store {
@@ -46,8 +80,12 @@ class Store {
   // rows (a to-one has zero or one), ordered relationships in their order.
   virtual Status loadRelations(const EntityDescription& entity, std::int64_t primaryKey,
                                std::vector<std::vector<std::int64_t>>& targets) = 0;
-  // All or nothing.
-  virtual Status save(const SaveSet& changes) = 0;
+  // All or nothing. An update or deletion of a row that another connection
+  // changed since the object was read fails with kMergeConflict when it
+  // touches a property that changed there too; otherwise it is written and
+  // the object is listed in `refetch`: its other properties are stale and
+  // must be read again. Sets the objects' versions on success.
+  virtual Status save(const SaveSet& changes, std::vector<ManagedObject*>& refetch) = 0;
 };
 
 // Codes of error_domain::kPersistence that tell why a store did not open.
@@ -56,9 +94,12 @@ inline constexpr long kOtherModelVersion = 12;  // another versionIdentifier
 inline constexpr long kNotAStore = 16;          // not a database, or damaged
 inline constexpr long kStoreBusy = 17;          // locked past the busy timeout
 inline constexpr long kNoPermanentKey = 18;     // an inserted object has a temporary key
+inline constexpr long kMergeConflict = 133020;  // a property changed in the store since read
 
 std::unique_ptr<Store> makeMemoryStore(const ManagedObjectModel& model);
+// `openWait`: how long the open waits for another connection's lock.
 Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,
-                                               const std::filesystem::path& path);
+                                               const std::filesystem::path& path,
+                                               std::chrono::milliseconds openWait);
 
 }  // namespace orbelin::graph::detail

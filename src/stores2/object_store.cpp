@@ -11,6 +11,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "dates/icu_calendars.h"
 #include "orbelin/graph/coordinator.h"
 #include "orbelin/graph/model_catalog.h"
 #include "orbelin/platform/clock.h"
@@ -49,7 +50,8 @@ Error fileError(int code, const std::string& what) {
   return Error(error_domain::kPlatform, code, what + ": " + std::strerror(code));
 }
 
-// The current moment as "yyyy-MM-dd-HH-mm-ss" in the device's time zone.
+// The current moment as "yyyy-MM-dd-HH-mm-ss" in the layer's time zone
+// (DateUtils::setTimeZone), like every other local time it shows.
 std::string timestamp() {
   UErrorCode status = U_ZERO_ERROR;
   // A file name, not a display: Gregorian fields and ASCII digits whatever
@@ -57,6 +59,7 @@ std::string timestamp() {
   icu::SimpleDateFormat formatter(icu::UnicodeString("yyyy-MM-dd-HH-mm-ss"),
                                   icu::Locale("en_US_POSIX"), status);
   if (U_FAILURE(status)) return {};
+  formatter.setTimeZone(*dates::ThreadCalendars::get().zone());
   icu::UnicodeString text;
   formatter.format(secondsSince1970(platform::Clock::now()) * 1000.0, text);
   std::string result;
@@ -186,17 +189,33 @@ std::shared_ptr<graph::PersistentStoreCoordinator> ObjectStore::persistentStoreC
     std::abort();
   }
   coordinator_ = std::make_shared<graph::PersistentStoreCoordinator>(model_);
+  attachStore(graph::kStoreBusyTimeout, true);
+  return coordinator_;
+}
+
+// Opens the store file into the coordinator, setting an unfit file aside.
+// A file that is there but cannot be read now (locked past the wait,
+// unreadable) is left untouched and tried again later.
+void ObjectStore::attachStore(std::chrono::milliseconds wait, bool firstTry) {
   const std::string path = storeArchivePath();
-  Status added = coordinator_->addPersistentStore(graph::StoreType::SQLite, path);
-  if (added) return coordinator_;
+  Status added = coordinator_->addPersistentStore(graph::StoreType::SQLite, path, wait);
+  storePending_ = false;
+  if (added) {
+    if (!firstTry)
+      log("ObjectStore.persistentStoreCoordinator: Attached the store file " + path +
+          ", which could not be opened before.");
+    return;
+  }
   std::error_code ec;
   if (fs::exists(path, ec) && !graph::isIncompatibleStoreError(added.error())) {
     // Locked by another process past the wait, or unreadable: the file may
-    // well be a good store, so it stays where it is and this store runs
-    // without one.
-    log("ObjectStore.persistentStoreCoordinator: Unable to open persistent store; the store file "
-        "was left untouched." +
-        added.error().description());
+    // well be a good store, so it stays where it is; the next save or fetch
+    // tries again.
+    storePending_ = true;
+    if (firstTry)
+      log("ObjectStore.persistentStoreCoordinator: Unable to open persistent store; the store "
+          "file was left untouched." +
+          added.error().description());
   } else if (fs::exists(path, ec)) {
     if (!renameIncompatibleStore()) {
       log("ObjectStore.persistentStoreCoordinator: Unable to rename incompatible store.");
@@ -211,7 +230,14 @@ std::shared_ptr<graph::PersistentStoreCoordinator> ObjectStore::persistentStoreC
         "store was detected." +
         added.error().description());
   }
-  return coordinator_;
+}
+
+void ObjectStore::attachPendingStore() {
+  if (!storePending_) return;
+  std::lock_guard lock(attachMutex_);
+  // A short wait: this runs before a save or fetch, which should not stall
+  // for long while another process still holds the file.
+  if (storePending_) attachStore(kRetryWait, false);
 }
 
 bool ObjectStore::renameIncompatibleStore() {
@@ -273,6 +299,7 @@ std::optional<std::vector<graph::ManagedObject*>> ObjectStore::fetchObjects(
         Error(error_domain::kPersistence, 20, "The object store has no context.").description());
     return std::nullopt;
   }
+  attachPendingStore();
   graph::FetchRequest request(name);
   request.setPredicate(predicate);
   std::vector<graph::ManagedObject*> objects;
@@ -298,12 +325,15 @@ std::optional<std::vector<graph::ManagedObject*>> ObjectStore::fetchObjectsWithN
 
 bool ObjectStore::saveChanges(const std::shared_ptr<ManagedObjectContext>& context) {
   if (!context) return false;
+  attachPendingStore();
   bool result = false;
   context->performAndWait([&] {
     Status saved = context->save();
     result = saved.ok();
     if (!result) {
       log("Error saving context");
+      // Refused changes are gone with the rollback: say which and why.
+      if (graph::isMergeConflictError(saved.error())) log(saved.error().description());
       context->rollback();
     }
   });

@@ -158,15 +158,18 @@ TEST(ContextTest, DidSaveNotificationCarriesChangesAndMergesIntoAnotherContext) 
   EXPECT_EQ(readerJo->object("ward")->value("name").stringValue(), "North");
   EXPECT_EQ(readerJo->object("ward")->objects("patients"), std::vector<ManagedObject*>{readerJo});
 
-  // Unsaved changes in the reader win over a merge.
+  // A merge keeps the reader's unsaved change and takes everything else;
+  // a rollback then returns to the merged, stored state.
   readerJo->setValue("firstName", "Joanna");
   writer.performAndWait([&] {
     jo->setValue("age", 42);
     EXPECT_TRUE(writer.save().ok());
   });
   EXPECT_EQ(readerJo->value("firstName").stringValue(), "Joanna");
-  EXPECT_EQ(readerJo->value("age").integer(), 41);
+  EXPECT_EQ(readerJo->value("age").integer(), 42);
   reader.rollback();
+  EXPECT_EQ(readerJo->value("firstName").stringValue(), "Jo");
+  EXPECT_EQ(readerJo->value("age").integer(), 42);
 
   // A deletion detaches the reader's copy.
   writer.performAndWait([&] {

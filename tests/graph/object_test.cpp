@@ -2,6 +2,8 @@
 
 #include <boost/json.hpp>
 
+#include "graph/object_access.h"
+#include "graph/registry.h"
 #include "graph/test_model.h"
 
 namespace orbelin::graph {
@@ -143,6 +145,19 @@ TEST(ManagedObjectTest, DeleteNullifiesOrCascades) {
   EXPECT_TRUE(patients->empty());
   EXPECT_EQ(*c.count(FetchRequest("Task")), 0u);
   EXPECT_EQ(*c.count(FetchRequest("Ward")), 1u);
+}
+
+TEST(ManagedObjectDeathTest, TwoObjectsWithOneKeyStopTheProcessInsteadOfFreeingOne) {
+  auto model = testing::hospitalModel();
+  const EntityDescription& ward = *model->entity("Ward");
+  auto make = [&] {
+    std::unique_ptr<ManagedObject> object = ward.makeObject();
+    detail::ObjectAccess::attach(*object, ward, nullptr, 7);
+    return object;
+  };
+  detail::Registry registry;
+  registry.add(make());
+  EXPECT_DEATH(registry.add(make()), "two objects registered as Ward 7 in one context");
 }
 
 }  // namespace

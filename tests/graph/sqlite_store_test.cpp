@@ -73,7 +73,9 @@ TEST(SQLiteStoreTest, RoundTripsEveryAttributeTypeAndRelationship) {
     n1->setValue("name", "N1");
     n2->setValue("name", "N2");
     jo->mutableSet("nurses").addAll({n2, n1});
-    s.context.insertNewObject("Patient")->setValue("firstName", "Empty");
+    ManagedObject* other = s.context.insertNewObject("Patient");
+    other->setValue("firstName", "Empty");
+    other->setValue("photo", Bytes{});
     ASSERT_TRUE(s.context.save().ok());
     // Reorder and resave: the order column follows.
     RelationshipSet tasks = jo->mutableOrderedSet("tasks");
@@ -117,9 +119,12 @@ TEST(SQLiteStoreTest, RoundTripsEveryAttributeTypeAndRelationship) {
   EXPECT_EQ(jo->objects("nurses").size(), 2u);
   EXPECT_EQ(jo->objects("nurses")[0]->objects("patients"), std::vector<ManagedObject*>{jo});
 
-  // The other patient has nil attributes and no relationships.
+  // The other patient has an empty photo (present, not nil), nil attributes
+  // and no relationships.
   request.setPredicate(Predicate::equal("firstName", "Empty"));
   ManagedObject* empty = (*s.context.fetch(request))[0];
+  ASSERT_NE(empty->value("photo").binary(), nullptr);
+  EXPECT_TRUE(empty->value("photo").binary()->empty());
   EXPECT_TRUE(empty->value("birthdate").isNil());
   EXPECT_EQ(empty->object("ward"), nullptr);
   EXPECT_TRUE(empty->objects("tasks").empty());
@@ -257,7 +262,7 @@ TEST(SQLiteStoreTest, CoordinatorsOnOneFileNeverShareKeys) {
   EXPECT_EQ(*upgraded.context.count(FetchRequest("Ward")), 241u);
 }
 
-TEST(SQLiteStoreTest, LockedFileIsBusyNotForeignAndUnsavableKeysFailTheSave) {
+TEST(SQLiteStoreTest, LockedFileIsBusyNotForeignAndTemporaryKeysArePermanentAtTheSave) {
   test::TempDir dir;
   fs::path file = dir.path() / "Locked.sqlite";
   Stack s(file);
@@ -271,17 +276,27 @@ TEST(SQLiteStoreTest, LockedFileIsBusyNotForeignAndUnsavableKeysFailTheSave) {
   ASSERT_NE(ward, nullptr);
   ward->setValue("name", "North");
   EXPECT_LT(ward->objectID().primaryKey, 0);
+  // While the lock lasts, the save cannot write and keeps the change.
+  auto refused = s.context.save();
+  ASSERT_FALSE(refused.ok());
+  EXPECT_FALSE(isIncompatibleStoreError(refused.error()));
   sqlite3_exec(holder, "COMMIT", nullptr, nullptr, nullptr);
   sqlite3_close(holder);
-  auto saved = s.context.save();
-  ASSERT_FALSE(saved.ok());
-  EXPECT_FALSE(isIncompatibleStoreError(saved.error()));
-  // Once the lock is gone, new objects get permanent keys again.
-  s.context.rollback();
+  // Once the lock is gone, the save gives the object a permanent key.
   ManagedObject* later = s.context.insertNewObject("Ward");
   later->setValue("name", "South");
   EXPECT_GT(later->objectID().primaryKey, 0);
-  EXPECT_TRUE(s.context.save().ok());
+  auto saved = s.context.save();
+  ASSERT_TRUE(saved.ok()) << saved.error().description();
+  EXPECT_GT(ward->objectID().primaryKey, 0);
+  EXPECT_NE(ward->objectID().primaryKey, later->objectID().primaryKey);
+  Stack reader(file);
+  std::vector<std::string> stored;
+  auto wards = reader.context.fetch(FetchRequest("Ward"));
+  ASSERT_TRUE(wards.ok());
+  for (ManagedObject* w : *wards) stored.push_back(w->value("name").stringValue());
+  std::sort(stored.begin(), stored.end());
+  EXPECT_EQ(stored, (std::vector<std::string>{"North", "South"}));
 }
 
 // Child side of the crash test: saves batches forever until killed.

@@ -16,12 +16,14 @@
 #include <sstream>
 #include <thread>
 
+#include "orbelin/dates/date_utils.h"
 #include "orbelin/graph/coordinator.h"
 #include "orbelin/graph/model_catalog.h"
 #include "orbelin/platform/clock.h"
 #include "orbelin/platform/console.h"
 #include "orbelin/platform/host_environment.h"
 #include "orbelin/platform/main_queue.h"
+#include "stores2/child_process.h"
 #include "support/test_support.h"
 
 namespace orbelin {
@@ -64,6 +66,7 @@ class ObjectStoreTest : public ::testing::Test {
   void TearDown() override {
     platform::HostEnvironment::setDocumentsDirectory(std::nullopt);
     platform::Clock::setNowForTesting(std::nullopt);
+    DateUtils::setTimeZone(std::nullopt);
   }
   fs::path storePath() const { return documents.path() / "MainStore.sqlite"; }
 
@@ -156,7 +159,10 @@ TEST_F(ObjectStoreTest, IncompatibleStoreIsSetAsideWithTimestampsAndReplaced) {
   std::ofstream(documents.path() / "MainStore.sqlite-extra") << "companion";
   std::ofstream(documents.path() / "IncompatibleMainStore.sqlite2015-04-21-09-41-00") << "earlier";
   std::ofstream(documents.path() / "Other.sqlite") << "other";
-  const std::time_t first = 1456841109;  // 2016-03-01 14:05:09 UTC
+  // The names carry the layer's local time, not the process's: a zone with
+  // a quarter-hour offset that no machine running this is likely to be in.
+  DateUtils::setTimeZone("Asia/Kathmandu");
+  const std::time_t first = 1456841109;  // 2016-03-01 14:05:09 UTC, 19:50:09 in Kathmandu
   platform::Clock::setNowForTesting(dateFromSeconds(static_cast<double>(first)));
   std::string oldBytes = readFile(storePath());
   {
@@ -169,7 +175,7 @@ TEST_F(ObjectStoreTest, IncompatibleStoreIsSetAsideWithTimestampsAndReplaced) {
     store.createObject("Patient");
     EXPECT_TRUE(store.saveChanges());
   }
-  const std::string stamp = localStamp(first);
+  const std::string stamp = "2016-03-01-19-50-09";
   fs::path setAside = documents.path() / ("IncompatibleMainStore.sqlite" + stamp);
   EXPECT_EQ(readFile(setAside), oldBytes);
   EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite-extra" + stamp)),
@@ -178,10 +184,11 @@ TEST_F(ObjectStoreTest, IncompatibleStoreIsSetAsideWithTimestampsAndReplaced) {
             "earlier");
   EXPECT_EQ(readFile(documents.path() / "Other.sqlite"), "other");
 
-  // A second incompatible launch sets the new files aside; the first ones stay.
-  fs::remove(storePath().string() + "-wal");
-  fs::remove(storePath().string() + "-shm");
+  // A second incompatible launch sets the new files aside, junk companions
+  // included and unread; the first ones stay.
   std::ofstream(storePath(), std::ios::trunc) << std::string(4096, 'j');  // corrupt
+  std::ofstream(storePath().string() + "-wal", std::ios::trunc) << "junk log";
+  std::ofstream(storePath().string() + "-shm", std::ios::trunc) << "junk index";
   const std::time_t second = first + 3600;
   platform::Clock::setNowForTesting(dateFromSeconds(static_cast<double>(second)));
   {
@@ -190,8 +197,13 @@ TEST_F(ObjectStoreTest, IncompatibleStoreIsSetAsideWithTimestampsAndReplaced) {
     EXPECT_TRUE(console.lines().empty());
     EXPECT_TRUE(store.fetchObjectsWithName("Patient")->empty());
   }
-  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite" + localStamp(second))),
+  const std::string secondStamp = "2016-03-01-20-50-09";
+  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite" + secondStamp)),
             std::string(4096, 'j'));
+  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite-wal" + secondStamp)),
+            "junk log");
+  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite-shm" + secondStamp)),
+            "junk index");
   EXPECT_EQ(readFile(setAside), oldBytes);
   EXPECT_EQ(readFile(documents.path() / "IncompatibleMainStore.sqlite2015-04-21-09-41-00"),
             "earlier");
@@ -391,48 +403,8 @@ TEST_F(ObjectStoreTest, TwoStoresInOneProcessShareTheFileWithoutKeyClashes) {
   }
 }
 
-// Helpers for the tests that run a second process: the child is this very
-// binary, running one of the ObjectStoreChild tests below.
-class ChildProcess {
- public:
-  ChildProcess(const std::string& test,
-               const std::vector<std::pair<std::string, std::string>>& env) {
-    pid_ = fork();
-    if (pid_ == 0) {
-      for (const auto& [name, value] : env) setenv(name.c_str(), value.c_str(), 1);
-      std::string filter = "--gtest_filter=ObjectStoreChild." + test;
-      execl("/proc/self/exe", "stores2_test", filter.c_str(), nullptr);
-      _exit(127);
-    }
-  }
-  ~ChildProcess() {
-    if (pid_ > 0 && !waited_) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-  }
-  bool started() const { return pid_ > 0; }
-  // The exit status, 0 when every expectation of the child held.
-  int wait() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    waited_ = true;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  }
-
- private:
-  pid_t pid_ = -1;
-  bool waited_ = false;
-};
-
-bool waitForFile(const fs::path& path) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-  while (!fs::exists(path)) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
-}
+using test::ChildProcess;
+using test::waitForFile;
 
 const char* kChildDocuments = "ORBELIN_CHILD_DOCUMENTS";
 const char* kChildTag = "ORBELIN_CHILD_TAG";
@@ -442,7 +414,7 @@ TEST_F(ObjectStoreTest, TwoProcessesSavingIntoOneFileLoseNothing) {
   std::vector<std::unique_ptr<ChildProcess>> children;
   for (const char* tag : {"a", "b"}) {
     children.push_back(std::make_unique<ChildProcess>(
-        "SavesPatientsUntilTimeIsUp",
+        "ObjectStoreChild.SavesPatientsUntilTimeIsUp",
         std::vector<std::pair<std::string, std::string>>{
             {kChildDocuments, documents.path().string()}, {kChildTag, tag}}));
     ASSERT_TRUE(children.back()->started());
@@ -479,7 +451,7 @@ class StoreLocker {
  public:
   explicit StoreLocker(const fs::path& directory)
       : directory_(directory),
-        child_("HoldsTheStoreLocked", {{kChildDocuments, directory.string()}}) {}
+        child_("ObjectStoreChild.HoldsTheStoreLocked", {{kChildDocuments, directory.string()}}) {}
   bool locked() { return child_.started() && waitForFile(directory_ / "locked"); }
   void release() { std::ofstream(directory_ / "release") << "release"; }
   int wait() { return child_.wait(); }
@@ -550,6 +522,49 @@ TEST_F(ObjectStoreTest, BusyStoreIsWaitedForThenLeftUntouched) {
   ASSERT_TRUE(patients.has_value());
   ASSERT_EQ(patients->size(), 1u);
   EXPECT_EQ((*patients)[0]->value("patientId").stringValue(), "kept");
+}
+
+TEST_F(ObjectStoreTest, BusyStoreIsAttachedByTheFirstSaveOrFetchAfterTheLockIsGone) {
+  {
+    ObjectStore store;
+    store.createObject("Patient")->setValue("patientId", "kept");
+    ASSERT_TRUE(store.saveChanges());
+  }
+  StoreLocker locker(documents.path());
+  ASSERT_TRUE(locker.locked());
+  platform::ConsoleCapture console;
+  ObjectStore store;
+  ASSERT_EQ(console.lines().size(), 1u);
+  console.clear();
+  // Still locked: each attempt tries again and fails, without a new line.
+  store.createObject("Patient")->setValue("patientId", "refused");
+  EXPECT_FALSE(store.saveChanges());
+  EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
+  ManagedObject* waiting = store.createObject("Patient");
+  waiting->setValue("patientId", "waited");
+  EXPECT_LT(waiting->objectID().primaryKey, 0);
+  EXPECT_EQ(console.lines().size(), 2u);  // "Error saving context", the fetch error
+  console.clear();
+
+  locker.release();
+  EXPECT_EQ(locker.wait(), 0);
+  EXPECT_TRUE(store.saveChanges());
+  EXPECT_GT(waiting->objectID().primaryKey, 0);
+  EXPECT_EQ(console.lines(),
+            std::vector<std::string>{"ObjectStore.persistentStoreCoordinator: Attached the store "
+                                     "file " +
+                                     storePath().string() + ", which could not be opened before."});
+  auto patients = store.fetchObjectsWithName("Patient");
+  ASSERT_TRUE(patients.has_value());
+  EXPECT_EQ(patients->size(), 2u);
+  EXPECT_EQ(console.lines().size(), 1u);  // attached once, said once
+
+  ObjectStore relaunched;
+  std::set<std::string> ids;
+  auto stored = relaunched.fetchObjectsWithName("Patient");
+  ASSERT_TRUE(stored.has_value());
+  for (ManagedObject* patient : *stored) ids.insert(patient->value("patientId").stringValue());
+  EXPECT_EQ(ids, (std::set<std::string>{"kept", "waited"}));
 }
 
 // Child sides of the two-process tests; skipped when run on their own.

@@ -95,10 +95,17 @@ class ManagedObjectContext {
 
   // True when there are inserted, updated or deleted objects not yet saved.
   bool hasChanges() const;
-  // Writes every change in one transaction. Without changes it succeeds at
-  // once and touches no store. Fails (nothing written, changes kept) when
-  // there is no store, a value does not fit its attribute's type, a
-  // non-optional attribute is nil, or the store reports an error.
+  // Writes every change in one transaction: new objects whole, and of each
+  // updated object only the attributes, to-one keys and to-many members it
+  // changed since it was read. Without changes it succeeds at once and
+  // touches no store. Fails (nothing written, changes kept) when there is no
+  // store, a value does not fit its attribute's type, a non-optional
+  // attribute is nil, the store reports an error, or another context or
+  // process saved a different value to a property this save changes, or
+  // changed a row this save deletes, since this context read it
+  // (isMergeConflictError; the description names entity, key and
+  // properties). Changes saved elsewhere to other properties of the same
+  // rows are kept, and the saved objects are read back with them.
   Status save();
   // Discards unsaved changes: updated and deleted objects get their saved
   // state back, inserted objects are detached.
@@ -119,11 +126,14 @@ class ManagedObjectContext {
   ManagedObject* objectWithID(const ObjectID& id);
 
   // Brings a did-save notification of another context over the same
-  // coordinator into this one: objects registered here that the save updated
-  // are refreshed (unless they have unsaved changes here, which win),
-  // objects it deleted are detached. Inserted objects need nothing: a fetch
-  // here reads them from the store. Notifications of other coordinators, and
-  // this context's own, are ignored.
+  // coordinator into this one: every object registered here that the save
+  // updated takes the stored values, except the properties that this
+  // context changed and has not saved, which keep their values here (a
+  // to-many keeps the members added and removed here, and takes the others'
+  // additions and removals). Objects the save deleted are detached, and
+  // leave the relationships loaded here. Inserted objects need nothing: a
+  // fetch here reads them from the store. Notifications of other
+  // coordinators, and this context's own, are ignored.
   void mergeChanges(const platform::Notification& didSave);
 
   // Number of registered (attached) objects.

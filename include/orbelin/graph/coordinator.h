@@ -43,7 +43,16 @@ enum class StoreType {
 // entity, updated inside a BEGIN IMMEDIATE transaction), so coordinators in
 // one process or in several processes on the same file never hand out the
 // same key. A block holds 16 keys at first and doubles with each
-// reservation up to 4096; unused keys of a block are simply skipped.
+// reservation up to 4096; unused keys of a block are simply skipped. An
+// insertion while no store is attached gets a temporary negative key,
+// replaced at its save.
+//
+// Row versions: every row carries a version that each save writing it
+// raises. A save writes only the properties its objects changed since they
+// were read, and checks, in the same write transaction, each row whose
+// version moved in between: a property changed both there and here (to
+// different values) fails the whole save with isMergeConflictError; changes
+// to different properties of one row are all kept.
 //
 // Locks held by other processes: every statement waits up to
 // kStoreBusyTimeout for a lock. An open that still finds the file locked
@@ -68,12 +77,14 @@ class PersistentStoreCoordinator {
   // Attaches a store. The location is ignored for InMemory. Fails (error
   // domain error_domain::kPersistence) when a store is already attached, or
   // the file cannot be opened, is not a database or fits another model.
-  Status addPersistentStore(StoreType type, const std::filesystem::path& location);
+  // `openWait`: how long opening waits for a lock another connection holds.
+  Status addPersistentStore(StoreType type, const std::filesystem::path& location,
+                            std::chrono::milliseconds openWait = kStoreBusyTimeout);
   bool hasStore() const;
 
   // Internal: used by contexts. A key no other coordinator on the same
-  // store hands out; negative (and unsavable in a file) when no block could
-  // be reserved.
+  // store hands out; negative (temporary) when there is no store or no block
+  // could be reserved.
   std::int64_t nextPrimaryKey(const EntityDescription& entity);
   detail::Store* store() const { return storePtr_.load(std::memory_order_acquire); }
   std::mutex& storeMutex() const { return storeMutex_; }
@@ -101,5 +112,8 @@ bool isIncompatibleStoreError(const Error& error);
 // Whether addPersistentStore (or a save) failed because another connection
 // held the file locked for longer than kStoreBusyTimeout.
 bool isBusyStoreError(const Error& error);
+// Whether a save failed because a property it changed was changed in the
+// store by another context or process since this context read it.
+bool isMergeConflictError(const Error& error);
 
 }  // namespace orbelin::graph

@@ -20,7 +20,10 @@ class ManagedObject;
 // The identity of an object: its entity and its row number in the store.
 // Numbers are handed out when an object is inserted and never reused while
 // the store is open, so an identifier is permanent from the start and equal
-// in every context over the same coordinator.
+// in every context over the same coordinator. The one exception: an object
+// inserted while its coordinator has no store attached (or while the store
+// could not reserve keys) gets a temporary, negative number, replaced by a
+// permanent one when it is saved.
 struct ObjectID {
   const EntityDescription* entity = nullptr;
   std::int64_t primaryKey = 0;
@@ -153,6 +156,7 @@ class ManagedObject {
   // Atomic: read without the lock to find the lock; written under it.
   std::atomic<ManagedObjectContext*> context_{nullptr};
   std::int64_t primaryKey_ = 0;
+  std::int64_t version_ = 0;  // of the stored row, as last read or written here
   std::uint8_t flags_ = 0;
   std::vector<Value> values_;
   std::vector<detail::RelationSlot> relations_;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -42,10 +44,32 @@ std::optional<ObjectType> objectTypeFromRawValue(std::string_view rawValue);
 // for (graph::kStoreBusyTimeout per statement); past that it is left
 // untouched, the line "ObjectStore.persistentStoreCoordinator: Unable to open
 // persistent store; the store file was left untouched." + the error is
-// logged, and the store runs without a file (saves fail). Several stores,
-// in one process or several, may share the file: object keys never collide. Failures are reported
-// as console lines and false or absent results, never by exceptions or crashes (except a missing
-// model at the coordinator, which is a programming error).
+// logged, and the store runs without a file until it can open it: each
+// later save and fetch tries again (waiting briefly), and the first that
+// succeeds attaches the file and logs "ObjectStore.persistentStoreCoordinator:
+// Attached the store file " + path + ", which could not be opened before.".
+// Saves and fetches before that fail; objects created meanwhile get their
+// permanent keys when they are saved. Failures are reported as console
+// lines and false or absent results, never by exceptions or crashes (except
+// a missing model at the coordinator, which is a programming error).
+//
+// No save is silently lost. Several stores, in one process or several, may
+// share the file: object keys never collide, and each save writes only the
+// attributes, to-one links and to-many members that its objects changed
+// since they were read. Merge and conflict policy, by property:
+// - A save in one context is merged into the other: every object the other
+//   context holds takes the saved values, except the properties that the
+//   other context changed and has not saved yet, which keep its values
+//   (its later save then writes them). Deleted objects leave it.
+// - Between stores and processes, rows carry versions. A save whose rows
+//   changed on disk since they were read still succeeds when the changes
+//   touch different properties: both survive, and the saved objects are
+//   read back with the other store's values. When another store saved a
+//   different value to a property this save changes too, or changed a row
+//   this save deletes, the whole save fails: false, "Error saving context",
+//   then a line naming each entity, object key and the properties in
+//   conflict (graph::isMergeConflictError), and the context is rolled back.
+//   The check and the write happen in one SQLite write transaction.
 //
 // Ownership: the store owns both contexts, and they own the objects they
 // hand out (see graph::ManagedObject). Objects returned by fetchObjects
@@ -141,8 +165,11 @@ class ObjectStore {
   virtual graph::ManagedObject* createObject(const std::string& name);  // background context
 
  private:
+  static constexpr std::chrono::milliseconds kRetryWait{250};
+
   std::shared_ptr<graph::PersistentStoreCoordinator> persistentStoreCoordinator();
-  void saveForLifecycle();
+  void attachStore(std::chrono::milliseconds wait, bool firstTry);
+  void attachPendingStore();
 
   std::shared_ptr<graph::ManagedObjectContext> backgroundQueueContext_;
   std::shared_ptr<graph::ManagedObjectContext> mainQueueContext_;
@@ -151,7 +178,9 @@ class ObjectStore {
   std::optional<std::string> storeArchivePath_;   // guarded by settingsMutex_
   std::shared_ptr<graph::PersistentStoreCoordinator> coordinator_;
   std::mutex settingsMutex_;
-  std::recursive_mutex mergeLock_;  // serializes the two did-save merges
+  std::recursive_mutex mergeLock_;         // serializes the two did-save merges
+  std::mutex attachMutex_;                 // one retry of a pending store at a time
+  std::atomic<bool> storePending_{false};  // the file is there but could not be opened yet
   std::vector<platform::NotificationCenter::Token> observers_;
 };
 
