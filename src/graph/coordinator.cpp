@@ -60,8 +60,11 @@ std::int64_t PersistentStoreCoordinator::nextPrimaryKey(const EntityDescription&
     std::lock_guard lock(storeMutex_);
     return store->reserveKeys(entity, size);
   }();
-  if (!first) return --temporaryKey_;
-  block = KeyBlock{*first + 1, *first + size, size};
+  std::int64_t limit = 0;
+  // A store that hands out keys at the top of int64 must not make the block
+  // wrap; the object then keeps a temporary key and its save fails.
+  if (!first || *first <= 0 || __builtin_add_overflow(*first, size, &limit)) return --temporaryKey_;
+  block = KeyBlock{*first + 1, limit, size};
   return *first;
 }
 

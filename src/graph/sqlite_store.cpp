@@ -22,7 +22,9 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <cerrno>
+#include <cmath>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <system_error>
 #include <unordered_map>
@@ -162,6 +164,16 @@ struct EntitySQL {
   std::vector<std::string> columnNames;  // quoted; attributes, then to-ones
 };
 
+// A REAL column keeps a whole number as an integer, which has no sign: -0.0
+// would come back as 0.0. So a negative zero, and only it, is written as
+// these eight bytes (its IEEE 754 form, most significant first); every other
+// double stays an ordinary REAL.
+constexpr std::array<std::uint8_t, 8> kNegativeZero{0x80, 0, 0, 0, 0, 0, 0, 0};
+
+bool isNegativeZero(double number) {
+  return number == 0.0 && std::signbit(number);
+}
+
 void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
   switch (value.kind()) {
     case Value::Kind::Nil:
@@ -176,7 +188,12 @@ void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
       sqlite3_bind_int64(stmt, position, *value.integer());
       return;
     case Value::Kind::Double:
-      sqlite3_bind_double(stmt, position, value.doubleValue());
+      if (isNegativeZero(value.doubleValue())) {
+        sqlite3_bind_blob(stmt, position, kNegativeZero.data(), kNegativeZero.size(),
+                          SQLITE_STATIC);
+      } else {
+        sqlite3_bind_double(stmt, position, value.doubleValue());
+      }
       return;
     case Value::Kind::Boolean:
       sqlite3_bind_int(stmt, position, value.boolValue() ? 1 : 0);
@@ -216,6 +233,11 @@ Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
     case AttributeType::Integer64:
       return static_cast<std::int64_t>(sqlite3_column_int64(stmt, column));
     case AttributeType::Double:
+      if (sqlite3_column_type(stmt, column) == SQLITE_BLOB &&
+          sqlite3_column_bytes(stmt, column) == static_cast<int>(kNegativeZero.size()) &&
+          std::equal(kNegativeZero.begin(), kNegativeZero.end(),
+                     static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, column))))
+        return -0.0;
       return sqlite3_column_double(stmt, column);
     case AttributeType::Boolean:
       return sqlite3_column_int64(stmt, column) != 0;
@@ -302,6 +324,15 @@ class SQLiteStore : public Store {
       if (rc != SQLITE_ROW && rc != SQLITE_DONE)
         return abandon("reserve keys for " + entity.name());
     }
+    // Keys past the block's end must still be representable: a file whose
+    // highest key sits near the top of int64 (tampered or used up) cannot
+    // give out keys, and wrapping would hand out keys that do not persist.
+    if (count <= 0 || highest > std::numeric_limits<std::int64_t>::max() - count - 1) {
+      exec("ROLLBACK");
+      keysUsedUp_ = "the keys of " + entity.name() + " are used up (the store's highest key is " +
+                    std::to_string(highest) + ")";
+      return storeError(10, "Cannot reserve keys: " + keysUsedUp_ + ".");
+    }
     sqlite3_stmt* stmt = e.reserveKeys.begin();
     sqlite3_bind_text(stmt, 1, entity.name().c_str(), -1, nullptr);
     sqlite3_bind_int64(stmt, 2, highest + count);
@@ -359,9 +390,10 @@ class SQLiteStore : public Store {
   Status save(const SaveSet& changes, std::vector<ManagedObject*>& refetch) override {
     for (ManagedObject* object : changes.inserted)
       if (keyOf(object) <= 0)
-        return storeError(kNoPermanentKey, "An inserted " + object->entity().name() +
-                                               " has no permanent key: the store was locked "
-                                               "when it was inserted.");
+        return storeError(kNoPermanentKey,
+                          "An inserted " + object->entity().name() + " has no permanent key: " +
+                              (keysUsedUp_.empty() ? "the store was locked when it was inserted."
+                                                   : keysUsedUp_ + "."));
     if (!exec("BEGIN IMMEDIATE")) return failure("begin a transaction");
     std::vector<std::pair<ManagedObject*, std::int64_t>> versions;
     Status status = checkVersions(changes, versions, refetch);
@@ -840,6 +872,7 @@ class SQLiteStore : public Store {
   const ManagedObjectModel& model_;
   sqlite3* db_;
   std::vector<EntitySQL> entities_;  // by entity position
+  std::string keysUsedUp_;  // why reserveKeys last refused, said again by a save it fails
 };
 
 // Creates the missing directories of `directory` owner-only: the documents
