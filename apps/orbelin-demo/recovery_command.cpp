@@ -1,15 +1,12 @@
 // `recovery [--stored] [--json] PATIENT_ID` and `patients USER_ID`: the
 // second-generation stores over hospitalStore(), whose file lives in the
 // documents directory (--documents).
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <iostream>
 
 #include "demo.h"
 #include "orbelin/platform/console.h"
 #include "orbelin/platform/host_environment.h"
+#include "orbelin/platform/notification_center.h"
 #include "orbelin/stores2/information_booklets2_store.h"
 #include "orbelin/stores2/object_store.h"
 #include "orbelin/stores2/patient2_store.h"
@@ -44,20 +41,6 @@ bool prepareDocuments(std::string& why) {
   if (!error) fs::permissions(directory, fs::perms::owner_all, fs::perm_options::replace, error);
   if (error) why = "cannot create " + directory.string() + ": " + error.message();
   return !error;
-}
-
-// One demo at a time per store file: the object graph hands out row numbers
-// per process, so two processes inserting into one file at once would write
-// over each other's rows. The lock is held until the process ends.
-bool lockDocuments(std::string& why) {
-  const fs::path directory = platform::HostEnvironment::documentsDirectory();
-  int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0 || ::flock(descriptor, LOCK_EX) != 0) {
-    why = "cannot lock " + directory.string();
-    if (descriptor >= 0) ::close(descriptor);
-    return false;
-  }
-  return true;  // released by the system when the process exits
 }
 
 struct RecoveryArguments {
@@ -128,27 +111,72 @@ Patient2* storedPatient(const std::string& patientId) {
   return found;
 }
 
+// The store with its file attached, or absent with the reason in `why`. A
+// file that another process keeps locked has been waited for (a bounded
+// wait) by the time this returns.
+ObjectStore* attachedStore(std::string& why) {
+  model2::registerHospitalModel();
+  ObjectStore& store = hospitalStore();
+  if (!store.mainQueueContext()) {
+    why = "the object store has no model";
+    return nullptr;
+  }
+  if (auto error = store.storeOpenError()) {
+    why = "the store " + store.storeArchivePath() + " is not attached: " + errorLine(*error);
+    return nullptr;
+  }
+  store.clearLastSaveError();
+  return &store;
+}
+
+// "" when every save since the last call succeeded, else why one failed.
+std::string saveFailure(ObjectStore& store) {
+  auto error = store.lastSaveError();
+  store.clearLastSaveError();
+  return error ? errorLine(*error) : std::string();
+}
+
+// The host's part at the end of a run: the store saves and folds its log
+// into the file, so MainStore.sqlite alone holds what was downloaded.
+struct TerminateAtExit {
+  ~TerminateAtExit() { platform::Application::willTerminate(); }
+};
+
 }  // namespace
 
 int runRecovery(const DemoOptions& options) {
   auto arguments = recoveryArguments(options.command);
   if (!arguments) return usage("recovery takes [--stored] [--json] and one patient id");
   std::string why;
-  if (!prepareDocuments(why) || !lockDocuments(why)) return failure(why);
+  if (!prepareDocuments(why)) return failure(why);
   // The stores' own lines ("GET ...", "Request2.StaffMember error: ...") stay
   // off stdout; failures end in one "error:" line instead.
   platform::ConsoleCapture quiet;
-  model2::registerHospitalModel();
-  if (!hospitalStore().mainQueueContext()) return failure("the object store could not be opened");
+  ObjectStore* store = attachedStore(why);
+  if (store == nullptr) return failure(why);
+  TerminateAtExit terminate;
 
   std::string memberFailure;
   if (!arguments->stored) {
     Patient2* downloaded = nullptr;
     if (auto exit = downloadPatient(arguments->patientId, downloaded)) return *exit;
-    if (!arguments->json) memberFailure = downloadMembers(downloaded);
+    if (std::string failed = saveFailure(*store); !failed.empty())
+      return failure("could not save patient " + arguments->patientId + ": " + failed);
+    if (!arguments->json) {
+      memberFailure = downloadMembers(downloaded);
+      if (std::string failed = saveFailure(*store); !failed.empty())
+        memberFailure = "could not save the care team or booklets of patient " +
+                        arguments->patientId + ": " + failed +
+                        (memberFailure.empty() ? "" : "; " + memberFailure);
+    }
   }
   Patient2* patient = storedPatient(arguments->patientId);
-  if (patient == nullptr) return failure("no stored patient " + arguments->patientId);
+  if (patient == nullptr) {
+    if (auto error = store->storeOpenError())
+      return failure("the store " + store->storeArchivePath() +
+                     " is not attached: " + errorLine(*error));
+    return failure("no stored patient " + arguments->patientId);
+  }
   if (arguments->json) {
     auto text = patient->getAsJSONString();
     if (!text) return failure("the patient cannot be written as JSON");
@@ -165,8 +193,11 @@ int runPatients(const DemoOptions& options) {
   if (options.command.size() != 2 || options.command[1].empty())
     return usage("patients takes one user id");
   std::string why;
-  if (!prepareDocuments(why) || !lockDocuments(why)) return failure(why);
+  if (!prepareDocuments(why)) return failure(why);
   platform::ConsoleCapture quiet;
+  ObjectStore* store = attachedStore(why);
+  if (store == nullptr) return failure(why);
+  TerminateAtExit terminate;
   bool done = false;
   std::optional<std::vector<Patient2*>> patients;
   std::optional<Error> error;
@@ -177,6 +208,9 @@ int runPatients(const DemoOptions& options) {
   });
   if (!waitFor([&] { return done; })) return failure("no reply for the patients");
   if (error) return failure("patients of user " + options.command[1] + ": " + errorLine(*error));
+  // Listed patients must be there for `recovery --stored`.
+  if (std::string failed = saveFailure(*store); !failed.empty())
+    return failure("could not save the patients of user " + options.command[1] + ": " + failed);
   for (Patient2* patient : patients.value_or(std::vector<Patient2*>{})) {
     auto text = [patient](const char* key) { return patient->value(key).stringValue(); };
     graph::ManagedObject* bed = patient->object("bed");

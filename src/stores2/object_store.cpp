@@ -1,6 +1,7 @@
 #include "orbelin/stores2/object_store.h"
 
 #include <fcntl.h>
+#include <sqlite3.h>
 #include <stdio.h>
 #include <unicode/locid.h>
 #include <unicode/smpdtfmt.h>
@@ -146,6 +147,9 @@ ObjectStore::~ObjectStore() {
   for (auto token : observers_) center.removeObserver(token);
   // The private queue finishes its work before the main context goes.
   backgroundQueueContext_.reset();
+  // Other stores (or processes) may keep the file open, so closing this
+  // connection need not fold the log back in: do it here.
+  checkpointStoreFile();
 }
 
 std::shared_ptr<ManagedObjectContext> ObjectStore::backgroundQueueContext() const {
@@ -200,6 +204,15 @@ void ObjectStore::attachStore(std::chrono::milliseconds wait, bool firstTry) {
   const std::string path = storeArchivePath();
   Status added = coordinator_->addPersistentStore(graph::StoreType::SQLite, path, wait);
   storePending_ = false;
+  {
+    std::lock_guard lock(errorsMutex_);
+    if (added) {
+      storeOpenError_.reset();
+      attachedPath_ = path;
+    } else {
+      storeOpenError_ = added.error();
+    }
+  }
   if (added) {
     if (!firstTry)
       log("ObjectStore.persistentStoreCoordinator: Attached the store file " + path +
@@ -221,9 +234,15 @@ void ObjectStore::attachStore(std::chrono::milliseconds wait, bool firstTry) {
       log("ObjectStore.persistentStoreCoordinator: Unable to rename incompatible store.");
     } else if (Status retried = coordinator_->addPersistentStore(graph::StoreType::SQLite, path);
                !retried) {
+      std::lock_guard lock(errorsMutex_);
+      storeOpenError_ = retried.error();
       log("ObjectStore.persistentStoreCoordinator: Unable to create persistent store after "
           "recovery." +
           retried.error().description());
+    } else {
+      std::lock_guard lock(errorsMutex_);
+      storeOpenError_.reset();
+      attachedPath_ = path;
     }
   } else {
     log("ObjectStore.persistentStoreCoordinator: Unable to create persistent store. No previous "
@@ -289,6 +308,51 @@ void ObjectStore::appDidEnterBackground(const platform::Notification&) {
     log("Saved all core data objects.");
   else
     log("Unable to save  core data objects!");
+  // The application may be stopped or killed from here on: leave the data
+  // in the store file, not in the log beside it.
+  checkpointStoreFile();
+}
+
+// Through a connection of its own: any connection to the file may
+// checkpoint it, and the store's connection belongs to the graph layer.
+void ObjectStore::checkpointStoreFile() {
+  std::string path;
+  {
+    std::lock_guard lock(errorsMutex_);
+    path = attachedPath_;
+  }
+  if (path.empty()) return;
+  sqlite3* db = nullptr;
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+    // Brief: a checkpoint that readers or a writer hold back is only put off.
+    sqlite3_busy_timeout(db, static_cast<int>(kRetryWait.count()));
+    sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+  }
+  sqlite3_close(db);
+}
+
+std::optional<Error> ObjectStore::lastSaveError() const {
+  std::lock_guard lock(errorsMutex_);
+  return lastSaveError_;
+}
+
+void ObjectStore::clearLastSaveError() {
+  std::lock_guard lock(errorsMutex_);
+  lastSaveError_.reset();
+}
+
+std::optional<Error> ObjectStore::storeOpenError() const {
+  std::lock_guard lock(errorsMutex_);
+  return storeOpenError_;
+}
+
+void ObjectStore::saveFailed(const Error& error) {
+  {
+    std::lock_guard lock(errorsMutex_);
+    lastSaveError_ = error;
+  }
+  platform::NotificationCenter::defaultCenter().post(kObjectStoreSaveDidFailNotification, this,
+                                                     error);
 }
 
 std::optional<std::vector<graph::ManagedObject*>> ObjectStore::fetchObjects(
@@ -324,20 +388,25 @@ std::optional<std::vector<graph::ManagedObject*>> ObjectStore::fetchObjectsWithN
 }
 
 bool ObjectStore::saveChanges(const std::shared_ptr<ManagedObjectContext>& context) {
-  if (!context) return false;
+  if (!context) {
+    saveFailed(Error(error_domain::kPersistence, 20, "The object store has no context."));
+    return false;
+  }
   attachPendingStore();
-  bool result = false;
+  std::optional<Error> failure;
   context->performAndWait([&] {
     Status saved = context->save();
-    result = saved.ok();
-    if (!result) {
+    if (!saved) {
       log("Error saving context");
       // Refused changes are gone with the rollback: say which and why.
       if (graph::isMergeConflictError(saved.error())) log(saved.error().description());
       context->rollback();
+      failure = saved.error();
     }
   });
-  return result;
+  // After the save's work: an observer may use the store again.
+  if (failure) saveFailed(*failure);
+  return !failure;
 }
 
 bool ObjectStore::saveChanges() {

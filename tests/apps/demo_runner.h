@@ -28,9 +28,12 @@ inline std::string shellQuoted(const std::string& text) {
 // Runs ORBELIN_DEMO_PATH with `arguments`, collecting stdout and stderr. The
 // demo prints times in the host's locale; the expectations are written in
 // the POSIX one, so the child gets that whatever the test runner's LANG is.
-inline DemoRun runDemo(const std::vector<std::string>& arguments) {
+// `shellPrefix` runs before the demo in the same shell (limits, traps) and
+// may end in a command word that runs the demo (timeout, setpriv).
+inline DemoRun runDemo(const std::vector<std::string>& arguments,
+                       const std::string& shellPrefix = "") {
   TempDir scratch;
-  std::string command = "LC_ALL=C.UTF-8 " + shellQuoted(ORBELIN_DEMO_PATH);
+  std::string command = shellPrefix + " env LC_ALL=C.UTF-8 " + shellQuoted(ORBELIN_DEMO_PATH);
   for (const auto& argument : arguments) command += " " + shellQuoted(argument);
   const auto errPath = scratch.path() / "stderr.txt";
   command += " 2>" + shellQuoted(errPath.string());

@@ -14,9 +14,17 @@
 #include "orbelin/graph/fetch_request.h"
 #include "orbelin/graph/managed_object.h"
 #include "orbelin/graph/model.h"
+#include "orbelin/platform/error.h"
 #include "orbelin/platform/notification_center.h"
 
 namespace orbelin {
+
+// Posted through platform::NotificationCenter::defaultCenter() after every
+// failed save of an ObjectStore (saveChanges, and the lifecycle saves), on
+// the saving thread, once the context has been rolled back. The sender is
+// the store; userInfo holds the save's orbelin::Error.
+inline constexpr const char* kObjectStoreSaveDidFailNotification =
+    "ObjectStoreSaveDidFailNotification";
 
 // The entities through which the second-generation stores reach the object
 // store; the raw value is the entity's name in the model.
@@ -96,7 +104,17 @@ std::optional<ObjectType> objectTypeFromRawValue(std::string_view rawValue);
 //   then returned by fetches in the main context.
 // - Lifecycle: did-enter-background and will-terminate (posted through
 //   platform::NotificationCenter by platform::Application) save the
-//   background context and log the outcome.
+//   background context and log the outcome, then move everything in the
+//   write-ahead log into the store file itself (a truncating checkpoint), as
+//   destruction does too: between runs MainStore.sqlite alone holds the
+//   data, and the log does not keep growing. A checkpoint that other
+//   connections hold back is skipped without a line; the data stays safe in
+//   the log.
+//
+// Failed saves: the callers of saveChanges get false, and the stores that
+// import downloads do not pass it on to their completion handlers. So that
+// a host can still tell, every failed save is kept as lastSaveError() and
+// posted as kObjectStoreSaveDidFailNotification.
 class ObjectStore {
  public:
   static constexpr const char* INCOMPATIBLE_STORE_NAME = "Incompatible";
@@ -164,12 +182,28 @@ class ObjectStore {
       const std::string& name, const std::shared_ptr<graph::ManagedObjectContext>& context);
   virtual graph::ManagedObject* createObject(const std::string& name);  // background context
 
+  // The error of the latest save of this store that failed (a save without
+  // a context included), kept until clearLastSaveError(); later successful
+  // saves leave it. nullopt when no save failed since construction or the
+  // last clear. Thread-safe.
+  std::optional<Error> lastSaveError() const;
+  void clearLastSaveError();
+
+  // Why the store file is not attached: the error of the last attempt to
+  // open it (locked by another process past the wait, not a file, not
+  // readable, not creatable, ...). nullopt once it is attached, and when
+  // there is no model. While it is set, saves and fetches fail.
+  // Thread-safe.
+  std::optional<Error> storeOpenError() const;
+
  private:
   static constexpr std::chrono::milliseconds kRetryWait{250};
 
   std::shared_ptr<graph::PersistentStoreCoordinator> persistentStoreCoordinator();
   void attachStore(std::chrono::milliseconds wait, bool firstTry);
   void attachPendingStore();
+  void saveFailed(const Error& error);
+  void checkpointStoreFile();
 
   std::shared_ptr<graph::ManagedObjectContext> backgroundQueueContext_;
   std::shared_ptr<graph::ManagedObjectContext> mainQueueContext_;
@@ -182,6 +216,10 @@ class ObjectStore {
   std::mutex attachMutex_;                 // one retry of a pending store at a time
   std::atomic<bool> storePending_{false};  // the file is there but could not be opened yet
   std::vector<platform::NotificationCenter::Token> observers_;
+  mutable std::mutex errorsMutex_;
+  std::optional<Error> lastSaveError_;   // guarded by errorsMutex_
+  std::optional<Error> storeOpenError_;  // guarded by errorsMutex_
+  std::string attachedPath_;             // guarded by errorsMutex_; where the open store is
 };
 
 // The process-wide store, created on first use (exactly once, even when
