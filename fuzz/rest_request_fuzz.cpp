@@ -61,7 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   orbelin::platform::ConsoleCapture quiet;
   for (const auto& request :
-       {orbelin::RestRequest::GET(path), orbelin::RestRequest::PUT(path, rest)}) {
+       {orbelin::RestRequest::GET(path), orbelin::RestRequest::POST(path, rest),
+        orbelin::RestRequest::POST(path, std::nullopt), orbelin::RestRequest::PUT(path, rest)}) {
     auto urlRequest = request.urlRequestWithBaseURLString("http://127.0.0.1:9");
     if (urlRequest.url.rfind("http://127.0.0.1:9/", 0) != 0) std::abort();
     (void)TamberNetworking::isValidURLText(urlRequest.url);
