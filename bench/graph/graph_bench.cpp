@@ -5,6 +5,8 @@
 //    prepared statement in one transaction (same journal settings);
 //  - fetching them back as objects in a fresh store's main context, against
 //    a raw SELECT into plain structs;
+//  - finding one of them by its identifier (1,000 lookups), against an
+//    indexed SELECT into a struct;
 //  - changing one attribute of 10,000 of them and saving, against raw
 //    SQLite updating that column with one prepared statement in one
 //    transaction;
@@ -35,12 +37,19 @@ using namespace orbelin::graph;
 
 constexpr int kRows = 100000;
 constexpr int kUpdates = 10000;
+constexpr int kLookups = 1000;
 constexpr int kInMemory = 1000000;
 constexpr int kRuns = 3;
 
+// Readings are found by name, as entities are by their service identifier.
+class Reading : public ManagedObject {
+ public:
+  std::optional<std::string> identifierAttributeName() const override { return "name"; }
+};
+
 std::shared_ptr<const ManagedObjectModel> benchModel() {
   ModelBuilder builder;
-  builder.entity("Reading")
+  builder.entity<Reading>("Reading")
       .attribute("name", AttributeType::String)
       .attribute("count", AttributeType::Integer64)
       .attribute("score", AttributeType::Double)
@@ -188,6 +197,58 @@ double storeFetch(const fs::path& dir, std::size_t& objects) {
   return seconds;
 }
 
+std::string lookedUp(int i) {
+  return nameOf((i * 7919) % kRows);
+}
+
+double rawFind(const fs::path& file) {
+  sqlite3* db = openRaw(file);
+  exec(db, "CREATE INDEX IF NOT EXISTS r_name ON r (name)");
+  std::size_t found = 0;
+  double seconds = secondsOf([&] {
+    sqlite3_stmt* stmt = nullptr;
+    sqlite3_prepare_v2(db, "SELECT Z_PK, name, count, score, flag, taken FROM r WHERE name = ?", -1,
+                       &stmt, nullptr);
+    for (int i = 0; i < kLookups; ++i) {
+      std::string name = lookedUp(i);
+      sqlite3_bind_text(stmt, 1, name.c_str(), static_cast<int>(name.size()), SQLITE_TRANSIENT);
+      while (sqlite3_step(stmt) == SQLITE_ROW) {
+        auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1));
+        Row row{sqlite3_column_int64(stmt, 0),
+                std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, 1))),
+                sqlite3_column_int64(stmt, 2),
+                sqlite3_column_double(stmt, 3),
+                sqlite3_column_int(stmt, 4) != 0,
+                sqlite3_column_int64(stmt, 5)};
+        found += row.name.size() > 0;
+      }
+      sqlite3_reset(stmt);
+    }
+    sqlite3_finalize(stmt);
+  });
+  sqlite3_close(db);
+  if (found != kLookups) std::printf("raw lookups found %zu!\n", found);
+  return seconds;
+}
+
+double storeFind(const fs::path& dir) {
+  platform::HostEnvironment::setDocumentsDirectory(dir);
+  ObjectStore store;  // fresh contexts: every lookup reads its row
+  auto context = store.mainQueueContext();
+  std::size_t found = 0;
+  double seconds = secondsOf([&] {
+    for (int i = 0; i < kLookups; ++i) {
+      FetchRequest request("Reading");
+      request.setPredicate(Predicate::equal("name", lookedUp(i)));
+      request.setFetchLimit(1);
+      auto result = context->fetch(request);
+      found += result.ok() ? result->size() : 0;
+    }
+  });
+  if (found != kLookups) std::printf("store lookups found %zu!\n", found);
+  return seconds;
+}
+
 // A value no run has written yet, so that every update is a change.
 std::int64_t nextCount() {
   static std::int64_t count = -1;
@@ -257,7 +318,7 @@ void inMemory() {
 
 }  // namespace
 
-// Usage: graph_bench [save|fetch|update|memory] (default: all four).
+// Usage: graph_bench [save|fetch|find|update|memory] (default: all five).
 int main(int argc, char** argv) {
   const std::string only = argc > 1 ? argv[1] : "";
   ModelCatalog::registerBundleModel(kFrameworkBundleIdentifier, "Bench", benchModel);
@@ -281,6 +342,14 @@ int main(int argc, char** argv) {
         "(target "
         "<= 2)\n",
         objects, rawFetch * 1e3, rows, ourFetch * 1e3, ourFetch / rawFetch);
+  }
+  if (only.empty() || only == "find") {
+    double rawLookup = best([&] { return rawFind(dir / "raw" / "raw.sqlite"); });
+    double ourLookup = best([&] { return storeFind(dir / "store"); });
+    std::printf(
+        "find one of %d objects by identifier: indexed SELECT %.1f us, main context "
+        "%.1f us, ratio %.2f (target <= 5)\n",
+        kRows, rawLookup * 1e6 / kLookups, ourLookup * 1e6 / kLookups, ourLookup / rawLookup);
   }
   if (only.empty() || only == "update") {
     double rawChange = best([&] { return rawUpdate(dir / "raw" / "raw.sqlite"); });

@@ -1,6 +1,7 @@
 #include "orbelin/graph/context.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "graph/context_impl.h"
 #include "orbelin/platform/error.h"
@@ -407,28 +408,50 @@ void ManagedObjectContext::Impl::assignPermanentKeys(const std::vector<ManagedOb
   }
 }
 
+namespace {
+
+// Whether the object's loaded relationships name every object that holds
+// it: then its neighbours are found through it, without a scan.
+bool knowsItsNeighbours(ManagedObject* object) {
+  const auto& relationships = object->entity().relationships();
+  return ObjectAccess::has(*object, detail::kRelationsLoaded) &&
+         std::all_of(relationships.begin(), relationships.end(),
+                     [](const auto& r) { return r.inverse != nullptr; });
+}
+
+}  // namespace
+
 void ManagedObjectContext::Impl::forget(ManagedObject* object) {
-  // Loaded neighbours must not keep pointing at an object that is gone. A
-  // loaded object names them through its inverses; otherwise look at all.
-  auto drop = [object](ManagedObject* other) {
+  forgetAll({object});
+}
+
+void ManagedObjectContext::Impl::forgetAll(const std::vector<ManagedObject*>& objects) {
+  // Loaded neighbours must not keep pointing at objects that are gone.
+  std::unordered_set<const ManagedObject*> gone(objects.begin(), objects.end());
+  auto drop = [&gone](ManagedObject* other) {
     if (!ObjectAccess::has(*other, detail::kRelationsLoaded)) return;
     for (auto& slot : ObjectAccess::relations(*other)) {
-      if (slot.toOne == object) slot.toOne = nullptr;
-      if (!slot.members.empty()) detail::slotRemove(slot, object);
+      if (gone.count(slot.toOne)) slot.toOne = nullptr;
+      if (slot.members.empty()) continue;
+      std::vector<ManagedObject*> leaving;
+      for (ManagedObject* member : slot.members)
+        if (gone.count(member)) leaving.push_back(member);
+      for (ManagedObject* member : leaving) detail::slotRemove(slot, member);
     }
   };
-  const auto& relationships = object->entity().relationships();
-  bool allInverse = std::all_of(relationships.begin(), relationships.end(),
-                                [](const auto& r) { return r.inverse != nullptr; });
-  if (ObjectAccess::has(*object, detail::kRelationsLoaded) && allInverse) {
+  bool scan = false;
+  for (ManagedObject* object : objects) {
+    if (!knowsItsNeighbours(object)) {
+      scan = true;
+      continue;
+    }
     for (auto& slot : ObjectAccess::relations(*object)) {
       if (slot.toOne) drop(slot.toOne);
-      for (ManagedObject* member : slot.members) drop(member);
+      for (ManagedObject* member : std::vector<ManagedObject*>(slot.members)) drop(member);
     }
-  } else {
-    registered.forEach(drop);
   }
-  detach(object);
+  if (scan) registered.forEach(drop);  // once, however many objects went
+  for (ManagedObject* object : objects) detach(object);
 }
 
 Status ManagedObjectContext::Impl::validate(ManagedObject* object) const {
@@ -648,19 +671,45 @@ Result<std::vector<ManagedObject*>> ManagedObjectContext::fetch(const FetchReque
   detail::Store* store = impl_->store();
   if (!store) return persistenceError(2, "The context has no persistent store to fetch from.");
 
+  // Objects changed here may match where their rows do not, and the other
+  // way round: they join the rows the store returns, and a limit is left to
+  // the filter below whenever there are any.
+  auto ofEntity = [&](ManagedObject* o, std::uint8_t flag) {
+    return &o->entity() == entity && attached(o, this) && ObjectAccess::has(*o, flag);
+  };
+  std::vector<ManagedObject*> changed, inserted;
+  for (ManagedObject* o : impl_->updatedList)
+    if (ofEntity(o, detail::kUpdated)) changed.push_back(o);
+  for (ManagedObject* o : impl_->deletedList)
+    if (ofEntity(o, detail::kDeleted)) changed.push_back(o);
+  for (ManagedObject* o : impl_->insertedList)
+    if (ofEntity(o, detail::kInserted)) inserted.push_back(o);
+  detail::RowQuery query;
+  if (request.predicate()) query.predicate = &*request.predicate();
+  query.sort = &request.sortDescriptors();
+  if (changed.empty() && inserted.empty()) query.limit = request.fetchLimit();
+
   std::vector<ManagedObject*> candidates;
   {
     std::lock_guard storeLock(impl_->coordinator->storeMutex());
     auto& registered = impl_->registered;
-    auto status = store->fetchRows(*entity, [&](std::int64_t key, const detail::RowReader& row) {
-      ManagedObject* found = registered.find({entity, key});
-      candidates.push_back(found ? found : impl_->registerRow(*entity, key, row));
-    });
+    auto status =
+        store->fetchRows(*entity, query, [&](std::int64_t key, const detail::RowReader& row) {
+          ManagedObject* found = registered.find({entity, key});
+          candidates.push_back(found ? found : impl_->registerRow(*entity, key, row));
+        });
     if (!status) return status.error();
   }
-  for (ManagedObject* o : impl_->insertedList)
-    if (&o->entity() == entity && attached(o, this) && ObjectAccess::has(*o, detail::kInserted))
-      candidates.push_back(o);
+  if (!changed.empty()) {
+    std::unordered_set<ManagedObject*> seen(candidates.begin(), candidates.end());
+    for (ManagedObject* o : changed)
+      if (seen.insert(o).second) candidates.push_back(o);
+    // Saved objects in the store's order, as without changes.
+    std::stable_sort(candidates.begin(), candidates.end(), [](ManagedObject* a, ManagedObject* b) {
+      return ObjectAccess::primaryKey(*a) < ObjectAccess::primaryKey(*b);
+    });
+  }
+  candidates.insert(candidates.end(), inserted.begin(), inserted.end());
 
   // Predicates run without the store lock: a user function may read relationships.
   const auto& predicate = request.predicate();
@@ -723,8 +772,10 @@ void ManagedObjectContext::mergeChanges(const platform::Notification& didSave) {
     else
       impl_->refresh(found);
   }
+  std::vector<ManagedObject*> gone;
   for (const ObjectID& id : info->deleted)
-    if (ManagedObject* found = registered.find(id)) impl_->forget(found);
+    if (ManagedObject* found = registered.find(id)) gone.push_back(found);
+  impl_->forgetAll(gone);
 }
 
 std::size_t ManagedObjectContext::registeredCount() const {

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "graph/context_lock.h"
@@ -84,6 +85,8 @@ struct ManagedObjectContext::Impl {
   // Replaces temporary keys of inserted objects by permanent ones.
   void assignPermanentKeys(const std::vector<ManagedObject*>& inserted);
   void forget(ManagedObject* object);  // drops a deleted-elsewhere object from loaded neighbours
+  // forget for many objects, with at most one pass over the registry.
+  void forgetAll(const std::vector<ManagedObject*>& objects);
   Status validate(ManagedObject* object) const;
   detail::Store* store() const { return coordinator ? coordinator->store() : nullptr; }
 };

@@ -1,8 +1,10 @@
 #include "orbelin/graph/fetch_request.h"
 
+#include <algorithm>
 #include <cctype>
 
 #include "graph/object_access.h"
+#include "graph/predicate_node.h"
 #include "orbelin/graph/managed_object.h"
 
 namespace orbelin::graph {
@@ -34,16 +36,7 @@ bool wildcardMatch(std::string_view pattern, std::string_view text, bool caseIns
   return p == pattern.size();
 }
 
-enum class Op { Equal, NotEqual, Less, LessOrEqual, Greater, GreaterOrEqual, Like, All, Function };
-
-struct Predicate::Node {
-  Op op;
-  std::string key;
-  Value value;
-  bool caseInsensitive = false;
-  std::vector<Predicate> children;
-  std::function<bool(const ManagedObject&)> function;
-};
+using Op = PredicateOp;
 
 namespace {
 
@@ -59,7 +52,7 @@ std::optional<int> compare(const Value& a, const Value& b) {
 }
 
 Predicate::Node comparison(Op op, std::string key, Value value) {
-  Predicate::Node node{op, std::move(key), std::move(value), false, {}, {}};
+  Predicate::Node node{op, std::move(key), std::move(value), false, {}, {}, {}};
   return node;
 }
 
@@ -98,6 +91,32 @@ Predicate Predicate::all(std::vector<Predicate> predicates) {
   return Predicate(std::move(node));
 }
 
+Predicate Predicate::in(std::string key, std::vector<Value> values) {
+  auto node = std::make_shared<Node>(comparison(Op::In, std::move(key), {}));
+  node->values = std::move(values);
+  return Predicate(std::move(node));
+}
+
+Predicate Predicate::any(std::vector<Predicate> predicates) {
+  auto node = std::make_shared<Node>(comparison(Op::Any, {}, {}));
+  node->children = std::move(predicates);
+  return Predicate(std::move(node));
+}
+
+Predicate Predicate::negation(Predicate predicate) {
+  auto node = std::make_shared<Node>(comparison(Op::Not, {}, {}));
+  node->children.push_back(std::move(predicate));
+  return Predicate(std::move(node));
+}
+
+Predicate operator||(Predicate a, Predicate b) {
+  return Predicate::any({std::move(a), std::move(b)});
+}
+
+Predicate operator!(Predicate predicate) {
+  return Predicate::negation(std::move(predicate));
+}
+
 Predicate Predicate::matching(std::function<bool(const ManagedObject&)> function) {
   auto node = std::make_shared<Node>(comparison(Op::Function, {}, {}));
   node->function = std::move(function);
@@ -115,6 +134,17 @@ bool Predicate::evaluate(const ManagedObject& object) const {
       for (const auto& child : n.children)
         if (!child.evaluate(object)) return false;
       return true;
+    case Op::Any:
+      for (const auto& child : n.children)
+        if (child.evaluate(object)) return true;
+      return false;
+    case Op::Not:
+      return !n.children.front().evaluate(object);
+    case Op::In: {
+      Value v = object.value(n.key);
+      return std::any_of(n.values.begin(), n.values.end(),
+                         [&](const Value& candidate) { return v == candidate; });
+    }
     case Op::Function:
       return n.function && n.function(object);
     case Op::Like: {

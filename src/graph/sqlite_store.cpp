@@ -26,10 +26,12 @@
 #include <fstream>
 #include <limits>
 #include <map>
+#include <set>
 #include <system_error>
 #include <unordered_map>
 
 #include "graph/object_access.h"
+#include "graph/sql_predicate.h"
 #include "graph/store.h"
 #include "orbelin/graph/coordinator.h"
 #include "orbelin/platform/error.h"
@@ -162,6 +164,7 @@ struct EntitySQL {
   std::vector<std::size_t> toOnes;  // relationship indices with a column, in column order
   std::vector<RelationSQL> relations;
   std::vector<std::string> columnNames;  // quoted; attributes, then to-ones
+  std::string rowColumns;                // Z_PK, attributes, Z_OPT: what a RowReader reads
 };
 
 // A REAL column keeps a whole number as an integer, which has no sign: -0.0
@@ -285,7 +288,8 @@ class SQLiteStore : public Store {
  public:
   SQLiteStore(const ManagedObjectModel& model, sqlite3* db) : model_(model), db_(db) {}
   ~SQLiteStore() override {
-    entities_.clear();  // finalize statements before closing
+    queries_.clear();  // finalize statements before closing
+    entities_.clear();
     sqlite3_close_v2(db_);
   }
 
@@ -302,7 +306,7 @@ class SQLiteStore : public Store {
     exec("PRAGMA synchronous=NORMAL");
     // Files from before the key table get it now (a no-op when it is there).
     if (!exec(kKeyTable)) return openError(db_, path, kNotAStore);
-    if (!addMissingVersions()) return openError(db_, path, kNotAStore);
+    if (!addMissingVersions() || !addMissingIndexes()) return openError(db_, path, kNotAStore);
     // A file of this version that lacks a table is damaged.
     if (!prepareAll()) return openError(db_, path, kNotAStore);
     return Status::success();
@@ -340,8 +344,38 @@ class SQLiteStore : public Store {
     return highest + 1;
   }
 
-  Status fetchRows(const EntityDescription& entity, const RowVisitor& visit) override {
-    sqlite3_stmt* stmt = sql(entity).selectAll.begin();
+  // The predicate's translated part becomes the WHERE clause (through the
+  // indexes), and a sort and limit SQL can decide become ORDER BY and LIMIT.
+  Status fetchRows(const EntityDescription& entity, const RowQuery& query,
+                   const RowVisitor& visit) override {
+    const bool sorted = query.sort && !query.sort->empty();
+    if (!query.predicate && !sorted && query.limit == 0) return fetchAll(entity, visit);
+    SqlPredicate translator(entity, &quoted);
+    SqlCondition where;
+    bool exact = true;
+    if (query.predicate) {
+      auto whole = translator.exact(*query.predicate);
+      exact = whole.has_value();
+      where = whole ? std::move(*whole) : translator.superset(*query.predicate);
+    }
+    auto order = sorted ? translator.orderBy(*query.sort) : std::optional<std::string>("Z_PK");
+    std::string text = "SELECT " + sql(entity).rowColumns + " FROM " + tableName(entity);
+    if (!where.text.empty()) text += " WHERE " + where.text;
+    text += " ORDER BY " + order.value_or("Z_PK");
+    if (exact && order && query.limit > 0) text += " LIMIT " + std::to_string(query.limit);
+    Statement* statement = cachedQuery(text);
+    if (!statement) return failure("fetch " + entity.name());
+    sqlite3_stmt* stmt = statement->begin();
+    for (std::size_t i = 0; i < where.parameters.size(); ++i)
+      bindValue(stmt, static_cast<int>(i) + 1, where.parameters[i]);
+    return visitRows(stmt, entity, visit);
+  }
+
+  Status fetchAll(const EntityDescription& entity, const RowVisitor& visit) {
+    return visitRows(sql(entity).selectAll.begin(), entity, visit);
+  }
+
+  Status visitRows(sqlite3_stmt* stmt, const EntityDescription& entity, const RowVisitor& visit) {
     StatementReader reader(stmt, entity);
     int rc;
     while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) visit(sqlite3_column_int64(stmt, 0), reader);
@@ -424,6 +458,20 @@ class SQLiteStore : public Store {
     return error;
   }
   EntitySQL& sql(const EntityDescription& entity) { return entities_[entity.position()]; }
+
+  // Fetches repeat the same few shapes of query: each is prepared once.
+  Statement* cachedQuery(const std::string& text) {
+    if (queries_.size() > kMaxCachedQueries) queries_.clear();
+    auto& statement = queries_[text];
+    if (!statement) {
+      statement = std::make_unique<Statement>();
+      if (!statement->prepare(db_, text)) {
+        queries_.erase(text);
+        return nullptr;
+      }
+    }
+    return statement.get();
+  }
 
   // Two processes may find the same new, empty file at once: the schema is
   // written under the write lock, by whichever takes it first.
@@ -528,6 +576,40 @@ class SQLiteStore : public Store {
     return exec("COMMIT");
   }
 
+  // An index on each entity's identifier attribute and on every to-one
+  // column, so that finding an object by its identifier and the members of
+  // a relationship stay fast as the store grows. Files written before get
+  // them on their next open, under the write lock.
+  bool addMissingIndexes() {
+    std::vector<std::pair<std::string, std::string>> wanted;  // name, DDL
+    auto want = [&](const EntityDescription& entity, const std::string& column) {
+      std::string name = "Z_" + entity.name() + "_" + column + "_INDEX";
+      wanted.emplace_back(name, "CREATE INDEX IF NOT EXISTS " + (quoted)(name) + " ON " +
+                                    tableName(entity) + " (" + (quoted)(column) + ")");
+    };
+    for (const auto& entity : model_.entities()) {
+      auto identifier = entity->makeObject()->identifierAttributeName();
+      if (identifier && entity->attribute(*identifier)) want(*entity, *identifier);
+      for (const auto& r : entity->relationships())
+        if (!r.toMany) want(*entity, r.name);
+    }
+    std::set<std::string> existing;
+    Statement names;
+    if (!names.prepare(db_, "SELECT name FROM sqlite_master WHERE type = 'index'")) return false;
+    for (sqlite3_stmt* stmt = names.begin(); sqlite3_step(stmt) == SQLITE_ROW;)
+      existing.insert(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0)));
+    std::erase_if(wanted, [&](const auto& index) { return existing.count(index.first) > 0; });
+    if (wanted.empty()) return true;
+    if (!exec("BEGIN IMMEDIATE")) return false;
+    for (const auto& [name, ddl] : wanted) {
+      if (!exec(ddl)) {
+        exec("ROLLBACK");
+        return false;
+      }
+    }
+    return exec("COMMIT");
+  }
+
   // Tables in the file, or -1 when the schema cannot be read.
   int countTables() {
     Statement count;
@@ -564,6 +646,7 @@ class SQLiteStore : public Store {
     std::string placeholders = "?";
     for (std::size_t i = 0; i < e.columnCount; ++i) placeholders += ", ?";
     const std::string rowColumns = "Z_PK" + attributeList + ", Z_OPT";
+    e.rowColumns = rowColumns;
     bool ok =
         e.insert.prepare(db_, "INSERT INTO " + table + " (" + insertColumns + ") VALUES (" +
                                   placeholders + ", 1)") &&
@@ -869,9 +952,12 @@ class SQLiteStore : public Store {
                           conflicts + ".");
   }
 
+  static constexpr std::size_t kMaxCachedQueries = 256;
+
   const ManagedObjectModel& model_;
   sqlite3* db_;
   std::vector<EntitySQL> entities_;  // by entity position
+  std::unordered_map<std::string, std::unique_ptr<Statement>> queries_;
   std::string keysUsedUp_;  // why reserveKeys last refused, said again by a save it fails
 };
 

@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "orbelin/graph/fetch_request.h"
 #include "orbelin/graph/managed_object.h"
 #include "orbelin/graph/model.h"
 #include "orbelin/platform/result.h"
@@ -24,6 +25,15 @@ class RowReader {
   virtual std::int64_t version() const = 0;
 };
 using RowVisitor = std::function<void(std::int64_t primaryKey, const RowReader& row)>;
+
+// Which rows a fetch needs. A store may return more rows than match (the
+// context filters, sorts and limits again), never fewer; it applies the
+// limit only where it decides the whole predicate and the sort itself.
+struct RowQuery {
+  const Predicate* predicate = nullptr;
+  const std::vector<SortDescriptor>* sort = nullptr;
+  std::size_t limit = 0;  // 0: every row
+};
 
 // One relationship that an update changed: its state as last read from
 // the store. The current state is read from the object.
@@ -71,8 +81,10 @@ class Store {
   // Reserves `count` consecutive primary keys of the entity that no other
   // connection to the same store will hand out, and returns the first.
   virtual Result<std::int64_t> reserveKeys(const EntityDescription& entity, std::int64_t count) = 0;
-  // Every row of the entity, in primary key order.
-  virtual Status fetchRows(const EntityDescription& entity, const RowVisitor& visit) = 0;
+  // The rows of the entity that the query needs, in its sort order, else
+  // in primary key order.
+  virtual Status fetchRows(const EntityDescription& entity, const RowQuery& query,
+                           const RowVisitor& visit) = 0;
   // One row; false when there is none.
   virtual Result<bool> loadRow(const EntityDescription& entity, std::int64_t primaryKey,
                                const RowVisitor& visit) = 0;

@@ -16,6 +16,7 @@ class Ward : public ManagedObject {
 
 class Patient : public ManagedObject {
  public:
+  std::optional<std::string> identifierAttributeName() const override { return "id"; }
   std::string firstName() const { return valueAt(index().firstName).stringValue(); }
   void setFirstName(std::string name) { setValueAt(index().firstName, std::move(name)); }
 

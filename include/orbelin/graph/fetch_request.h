@@ -40,8 +40,14 @@ class Predicate {
   static Predicate greaterOrEqual(std::string key, Value value);
   // Wildcard match of a text attribute (see wildcardMatch); non-text never matches.
   static Predicate like(std::string key, std::string pattern, bool caseInsensitive = false);
+  // The attribute equals one of the values.
+  static Predicate in(std::string key, std::vector<Value> values);
   // All of the given predicates (true when empty).
   static Predicate all(std::vector<Predicate> predicates);
+  // Any of the given predicates (false when empty).
+  static Predicate any(std::vector<Predicate> predicates);
+  // The opposite of the predicate.
+  static Predicate negation(Predicate predicate);
   // A user function over the object, called with the context's lock held:
   // it may read the object and its relationships, not other contexts.
   static Predicate matching(std::function<bool(const ManagedObject&)> function);
@@ -49,6 +55,8 @@ class Predicate {
   bool evaluate(const ManagedObject& object) const;
 
   struct Node;
+  // Internal: what the stores translate into their own queries.
+  const Node& node() const { return *node_; }
 
  private:
   explicit Predicate(std::shared_ptr<const Node> node) : node_(std::move(node)) {}
@@ -56,6 +64,8 @@ class Predicate {
 };
 
 Predicate operator&&(Predicate a, Predicate b);
+Predicate operator||(Predicate a, Predicate b);
+Predicate operator!(Predicate predicate);
 
 struct SortDescriptor {
   std::string key;  // an attribute name

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
@@ -125,6 +127,11 @@ class ManagedObject {
   bool isUpdated() const;   // changed since the last save or fetch
   bool isDeleted() const;   // deleted and not yet saved
   bool hasChanges() const { return isInserted() || isUpdated() || isDeleted(); }
+
+  // The attribute that identifies objects of this class to the outside (a
+  // service's id), if any. Also called on unattached prototypes. Stores
+  // index it, so that finding an object by it stays fast as they grow.
+  virtual std::optional<std::string> identifierAttributeName() const { return std::nullopt; }
 
   // Attributes by name.
   Value value(std::string_view key) const;

@@ -78,7 +78,10 @@ class NSManagedObjectEx : public graph::ManagedObject {
   virtual std::string className() const;                            // "NSManagedObjectEx"
   virtual std::optional<std::string> externalObjectId() const;      // absent
   virtual std::optional<std::string> externalObjectIdName() const;  // absent; class-level
-  virtual bool ignoreRelation(std::string_view name) const;         // false
+  std::optional<std::string> identifierAttributeName() const override {
+    return externalObjectIdName();
+  }
+  virtual bool ignoreRelation(std::string_view name) const;  // false
 
   // Replaces the content of a to-many relationship with the objects, in
   // their order.
