@@ -315,7 +315,8 @@ class SQLiteStore : public Store {
   // Above both the reserved maximum and the largest key in the table, so
   // that rows written without a reservation are never overwritten.
   Result<std::int64_t> reserveKeys(const EntityDescription& entity, std::int64_t count) override {
-    if (!exec("BEGIN IMMEDIATE")) return failure("reserve keys for " + entity.name()).error();
+    if (!exec("BEGIN IMMEDIATE"))
+      return keyFailure(failure("reserve keys for " + entity.name()).error());
     EntitySQL& e = sql(entity);
     std::int64_t highest = 0;
     for (Statement* query : {&e.reservedKey, &e.maxKey}) {
@@ -326,22 +327,29 @@ class SQLiteStore : public Store {
         highest = std::max<std::int64_t>(highest, sqlite3_column_int64(stmt, 0));
       sqlite3_reset(stmt);
       if (rc != SQLITE_ROW && rc != SQLITE_DONE)
-        return abandon("reserve keys for " + entity.name());
+        return keyFailure(abandon("reserve keys for " + entity.name()));
     }
     // Keys past the block's end must still be representable: a file whose
     // highest key sits near the top of int64 (tampered or used up) cannot
     // give out keys, and wrapping would hand out keys that do not persist.
     if (count <= 0 || highest > std::numeric_limits<std::int64_t>::max() - count - 1) {
       exec("ROLLBACK");
-      keysUsedUp_ = "the keys of " + entity.name() + " are used up (the store's highest key is " +
-                    std::to_string(highest) + ")";
-      return storeError(10, "Cannot reserve keys: " + keysUsedUp_ + ".");
+      return keyFailure(storeError(10, "The keys of " + entity.name() +
+                                           " are used up: the store's highest key is " +
+                                           std::to_string(highest) + "."));
     }
     sqlite3_stmt* stmt = e.reserveKeys.begin();
     sqlite3_bind_text(stmt, 1, entity.name().c_str(), -1, nullptr);
     sqlite3_bind_int64(stmt, 2, highest + count);
-    if (!step(stmt) || !exec("COMMIT")) return abandon("reserve keys for " + entity.name());
+    if (!step(stmt) || !exec("COMMIT"))
+      return keyFailure(abandon("reserve keys for " + entity.name()));
+    keyFailure_.clear();
     return highest + 1;
+  }
+  // Kept, so that the save of an object left without a key says why.
+  Error keyFailure(Error error) {
+    keyFailure_ = error.localizedDescription();
+    return error;
   }
 
   // The predicate's translated part becomes the WHERE clause (through the
@@ -424,10 +432,10 @@ class SQLiteStore : public Store {
   Status save(const SaveSet& changes, std::vector<ManagedObject*>& refetch) override {
     for (ManagedObject* object : changes.inserted)
       if (keyOf(object) <= 0)
-        return storeError(kNoPermanentKey,
-                          "An inserted " + object->entity().name() + " has no permanent key: " +
-                              (keysUsedUp_.empty() ? "the store was locked when it was inserted."
-                                                   : keysUsedUp_ + "."));
+        return storeError(
+            kNoPermanentKey,
+            "An inserted " + object->entity().name() + " has no permanent key: " +
+                (keyFailure_.empty() ? "the store was locked when it was inserted." : keyFailure_));
     if (!exec("BEGIN IMMEDIATE")) return failure("begin a transaction");
     std::vector<std::pair<ManagedObject*, std::int64_t>> versions;
     Status status = checkVersions(changes, versions, refetch);
@@ -958,7 +966,7 @@ class SQLiteStore : public Store {
   sqlite3* db_;
   std::vector<EntitySQL> entities_;  // by entity position
   std::unordered_map<std::string, std::unique_ptr<Statement>> queries_;
-  std::string keysUsedUp_;  // why reserveKeys last refused, said again by a save it fails
+  std::string keyFailure_;  // why reserveKeys last refused, said again by a save it fails
 };
 
 // Creates the missing directories of `directory` owner-only: the documents
