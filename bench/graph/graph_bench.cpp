@@ -92,6 +92,24 @@ sqlite3* openRaw(const fs::path& file) {
   return db;
 }
 
+// Seconds to run one prepared statement `count` times in one transaction,
+// `bind` setting its parameters for run i: what a user writes by hand.
+double timedBatch(sqlite3* db, const char* sql, int count,
+                  const std::function<void(sqlite3_stmt*, int)>& bind) {
+  return secondsOf([&] {
+    sqlite3_stmt* stmt = nullptr;
+    sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr);
+    exec(db, "BEGIN");
+    for (int i = 0; i < count; ++i) {
+      bind(stmt, i);
+      sqlite3_step(stmt);
+      sqlite3_reset(stmt);
+    }
+    exec(db, "COMMIT");
+    sqlite3_finalize(stmt);
+  });
+}
+
 double rawInsert(const fs::path& dir) {
   fresh(dir);
   sqlite3* db = openRaw(dir / "raw.sqlite");
@@ -100,26 +118,19 @@ double rawInsert(const fs::path& dir) {
        "CREATE TABLE r (Z_PK INTEGER PRIMARY KEY, Z_OPT INTEGER NOT NULL DEFAULT 1, name TEXT, "
        "count INTEGER, score REAL, flag INTEGER, taken REAL)");
   exec(db, "CREATE INDEX r_name ON r (name)");
-  double seconds = secondsOf([&] {
-    sqlite3_stmt* stmt = nullptr;
-    sqlite3_prepare_v2(
-        db, "INSERT INTO r (Z_PK, name, count, score, flag, taken, Z_OPT) VALUES (?,?,?,?,?,?,1)",
-        -1, &stmt, nullptr);
-    exec(db, "BEGIN");
-    for (int i = 0; i < kRows; ++i) {
-      std::string name = nameOf(i);
-      sqlite3_bind_int64(stmt, 1, i + 1);
-      sqlite3_bind_text(stmt, 2, name.c_str(), static_cast<int>(name.size()), SQLITE_TRANSIENT);
-      sqlite3_bind_int64(stmt, 3, i);
-      sqlite3_bind_double(stmt, 4, i * 0.5);
-      sqlite3_bind_int(stmt, 5, i % 2);
-      sqlite3_bind_int64(stmt, 6, 1430000000000000000LL + i);
-      sqlite3_step(stmt);
-      sqlite3_reset(stmt);
-    }
-    exec(db, "COMMIT");
-    sqlite3_finalize(stmt);
-  });
+  double seconds = timedBatch(db,
+                              "INSERT INTO r (Z_PK, name, count, score, flag, taken, Z_OPT) "
+                              "VALUES (?,?,?,?,?,?,1)",
+                              kRows, [](sqlite3_stmt* stmt, int i) {
+                                std::string name = nameOf(i);
+                                sqlite3_bind_int64(stmt, 1, i + 1);
+                                sqlite3_bind_text(stmt, 2, name.c_str(),
+                                                  static_cast<int>(name.size()), SQLITE_TRANSIENT);
+                                sqlite3_bind_int64(stmt, 3, i);
+                                sqlite3_bind_double(stmt, 4, i * 0.5);
+                                sqlite3_bind_int(stmt, 5, i % 2);
+                                sqlite3_bind_int64(stmt, 6, 1430000000000000000LL + i);
+                              });
   sqlite3_close(db);
   return seconds;
 }
@@ -259,19 +270,11 @@ std::int64_t nextCount() {
 double rawUpdate(const fs::path& file) {
   sqlite3* db = openRaw(file);
   const std::int64_t count = nextCount();
-  double seconds = secondsOf([&] {
-    sqlite3_stmt* stmt = nullptr;
-    sqlite3_prepare_v2(db, "UPDATE r SET count = ? WHERE Z_PK = ?", -1, &stmt, nullptr);
-    exec(db, "BEGIN");
-    for (int i = 0; i < kUpdates; ++i) {
-      sqlite3_bind_int64(stmt, 1, count);
-      sqlite3_bind_int64(stmt, 2, i * (kRows / kUpdates) + 1);
-      sqlite3_step(stmt);
-      sqlite3_reset(stmt);
-    }
-    exec(db, "COMMIT");
-    sqlite3_finalize(stmt);
-  });
+  double seconds = timedBatch(db, "UPDATE r SET count = ? WHERE Z_PK = ?", kUpdates,
+                              [count](sqlite3_stmt* stmt, int i) {
+                                sqlite3_bind_int64(stmt, 1, count);
+                                sqlite3_bind_int64(stmt, 2, i * (kRows / kUpdates) + 1);
+                              });
   sqlite3_close(db);
   return seconds;
 }
