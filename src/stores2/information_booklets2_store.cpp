@@ -19,7 +19,10 @@ void InformationBooklets2Store::downloadInformationBooklets(model2::Patient2* fo
       [](const std::string& id, RestHandler handler) {
         restAPI().getInformationBooklet(id, std::move(handler));
       },
-      [](const std::string& text) { return informationBookletFromJSON(text); },
+      ObjectType::InformationBooklet,
+      [](model2::NSManagedObjectEx& object, const std::string& text) {
+        object.setPropertiesFromJSONString(text);
+      },
       "Request2.InformatinBooklet error: ", std::move(completionHandler));
 }
 

@@ -19,7 +19,10 @@ void StaffMember2Store::downloadStaffMembers(model2::Patient2* forPatient,
       [](const std::string& id, RestHandler handler) {
         restAPI().getStaffMember(id, std::move(handler));
       },
-      [](const std::string& text) { return staffMemberFromJSON(text); },
+      ObjectType::StaffMember,
+      [](model2::NSManagedObjectEx& object, const std::string& text) {
+        object.setPropertiesFromJSONString(text);
+      },
       "Request2.StaffMember error: ", std::move(completionHandler));
 }
 

@@ -3,6 +3,8 @@
 #include <set>
 
 #include <gtest/gtest.h>
+
+#include <atomic>
 #include <boost/json/serialize.hpp>
 
 #include "networking/networking_test_support.h"
@@ -254,11 +256,18 @@ TEST_F(Stores2Test, CareTeamCountdownWaitsForTheLastReplyAndKeepsTheError) {
   ASSERT_TRUE(service->setFault({{"delay_ms", 150}, {"all", true}}));
 
   platform::ConsoleCapture console;
+  std::atomic<int> saves{0};
+  auto& center = platform::NotificationCenter::defaultCenter();
+  auto token = center.addObserver(graph::kContextDidSaveNotification,
+                                  hospitalStore().backgroundQueueContext().get(),
+                                  [&saves](const auto&) { ++saves; });
   ListCompletion<StaffMember2> done;
   StaffMember2Store::downloadStaffMembers(patient, done.handler());
   EXPECT_EQ(done.calls, 0) << "not before any reply";
   ASSERT_TRUE(done.wait());
+  center.removeObserver(token);
   EXPECT_EQ(done.calls, 1);
+  EXPECT_EQ(saves.load(), 1) << "the whole care team in one save";
   EXPECT_TRUE(done.onMainThread);
   EXPECT_EQ(service->requests().size(), 3u);
   ASSERT_TRUE(done.value.has_value());
