@@ -215,10 +215,18 @@ TEST_F(Stores2Test, TwoDownloadsOfOnePatientLeaveTwoPatients) {
   ASSERT_NE(second, nullptr);
   EXPECT_NE(first->objectID(), second->objectID());
   EXPECT_EQ(storedPatients("twice"), 2u);
+  // Another patient, downloaded later, is not the one asked for.
+  write("patients/patient.other", patientText("other", {}, {}));
+  Patient2* other = download("other");
+  ASSERT_NE(other, nullptr);
   PatientCompletion stored;
   Patient2Store::patient("twice", stored.handler());
   ASSERT_NE(stored.value, nullptr);
   EXPECT_EQ(stored.value->objectID(), second->objectID()) << "the most recently saved one";
+  PatientCompletion asked;
+  Patient2Store::patient("other", asked.handler());
+  ASSERT_NE(asked.value, nullptr);
+  EXPECT_EQ(asked.value->objectID(), other->objectID());
 }
 
 TEST_F(Stores2Test, UnknownStoredPatientAndFailedDownloadGiveErrors) {
