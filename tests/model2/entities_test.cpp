@@ -626,6 +626,13 @@ TEST_F(EntitiesTest, NumbersBytesAndDictionariesAreStoredBoxed) {
   EXPECT_EQ(instruction->frequencyUnit(), 4);
   EXPECT_EQ(instruction->frequency(), "Hour");
   EXPECT_EQ(instruction->completedAt(), std::nullopt);
+  // A 32-bit attribute holds what 16 bits cannot, and nothing beyond 32 bits.
+  instruction->setPropertiesFromJSONString(R"({"frequencyUnit": 40000})");
+  EXPECT_EQ(instruction->frequencyUnit(), 40000);
+  instruction->setPropertiesFromJSONString(R"({"frequencyUnit": -2147483648})");
+  EXPECT_EQ(instruction->frequencyUnit(), -2147483648LL);
+  instruction->setPropertiesFromJSONString(R"({"frequencyUnit": 2147483648})");
+  EXPECT_EQ(instruction->frequencyUnit(), -2147483648LL);
 
   auto* test = make<MedicalTest2>("MedicalTest");
   test->setProperties({.testId = "t1",
