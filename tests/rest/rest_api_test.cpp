@@ -137,7 +137,10 @@ TEST_F(RestApiTest, AnAbsentOrUnwritableBodySendsNothingAndNeverCallsBack) {
   auto counting = [&calls](auto, auto, auto, auto) { ++calls; };
   boost::json::object notJSON{{"value", std::numeric_limits<double>::quiet_NaN()}};
   boost::json::object notText{{"name", "\xFF"}};
+  ASSERT_EQ(DataSourceManager::defaultHeaders().value("Content-Type"), std::nullopt);
   RestApiUtil::POST("hospital/patients/patient.7", std::nullopt, counting);
+  EXPECT_EQ(DataSourceManager::defaultHeaders().value("Content-Type"), "application/json")
+      << "a POST alone sets it";
   RestApiUtil::PUT("hospital/patients/patient.7", std::nullopt, counting);
   RestApiUtil::PUT("hospital/patients/patient.7", notJSON, counting);
   RestApiUtil::POST("hospital/patients/patient.7", notText, counting);
