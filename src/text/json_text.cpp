@@ -1,10 +1,14 @@
 #include "orbelin/text/json_text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 #include "orbelin/text/json_reader.h"
+#include "text/json_writer.h"
 
 namespace orbelin::text {
 namespace {
@@ -26,15 +30,6 @@ std::size_t utf8SequenceLength(std::string_view s, std::size_t pos) {
   if (lead == 0xF0 && second < 0x90) return 0;  // overlong
   if (lead == 0xF4 && second > 0x8F) return 0;  // above U+10FFFF
   return length;
-}
-
-bool isValidUtf8(std::string_view s) {
-  for (std::size_t pos = 0; pos < s.size();) {
-    std::size_t length = utf8SequenceLength(s, pos);
-    if (length == 0) return false;
-    pos += length;
-  }
-  return true;
 }
 
 // The shortest digits that read back as `number` (finite, not zero), and the
@@ -95,157 +90,243 @@ void appendJsonNumber(std::string& out, double number) {
 
 namespace {
 
-// Deeper values are refused rather than risking the stack; parsed replies
-// never come near it (see kMaxJsonDepth).
-constexpr std::size_t kMaxWriteDepth = 4 * kMaxJsonDepth;
+// What each byte needs inside a JSON string: nothing, an escape, or (a
+// non-ASCII lead byte) a check that a whole UTF-8 sequence starts there.
+enum ByteClass : unsigned char { kPlain, kEscape, kMultiByte };
 
-// Writes values as JSON text; fails (returns false) on what JSON cannot hold.
-class Writer {
- public:
-  explicit Writer(bool pretty) : pretty_(pretty) {}
-
-  bool write(const boost::json::value& value, std::size_t depth) {
-    if (depth > kMaxWriteDepth) return false;
-    switch (value.kind()) {
-      case boost::json::kind::null:
-        out_ += "null";
-        return true;
-      case boost::json::kind::bool_:
-        out_ += value.get_bool() ? "true" : "false";
-        return true;
-      case boost::json::kind::int64:
-        return writeNumber(value.get_int64());
-      case boost::json::kind::uint64:
-        return writeNumber(value.get_uint64());
-      case boost::json::kind::double_:
-        return writeDouble(value.get_double());
-      case boost::json::kind::string:
-        return writeString(value.get_string());
-      case boost::json::kind::array:
-        return writeArray(value.get_array(), depth);
-      case boost::json::kind::object:
-        return writeObject(value.get_object(), depth);
-    }
-    return false;
+constexpr std::array<unsigned char, 256> kByteClasses = [] {
+  std::array<unsigned char, 256> classes{};
+  for (std::size_t c = 0; c < 256; ++c) {
+    classes[c] = c < 0x20 || c == '"' || c == '\\' ? kEscape : c >= 0x80 ? kMultiByte : kPlain;
   }
+  return classes;
+}();
 
-  bool writeObject(const boost::json::object& object, std::size_t depth) {
-    if (object.empty()) {
-      out_ += "{}";
-      return true;
-    }
-    out_ += '{';
-    bool first = true;
-    for (const auto& member : object) {
-      separate(first, depth + 1);
-      if (!writeString(member.key())) return false;
-      out_ += pretty_ ? " : " : ":";
-      if (!write(member.value(), depth + 1)) return false;
-    }
-    newline(depth);
-    out_ += '}';
-    return true;
-  }
-
-  std::string take() { return std::move(out_); }
-
- private:
-  template <typename Number>
-  bool writeNumber(Number number) {
-    std::array<char, 32> buffer{};
-    auto [end, ec] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number);
-    if (ec != std::errc()) return false;
-    out_.append(buffer.data(), end);
-    return true;
-  }
-
-  bool writeDouble(double number) {
-    if (!std::isfinite(number)) return false;
-    appendJsonNumber(out_, number);
-    return true;
-  }
-
-  bool writeString(std::string_view s) {
-    if (!isValidUtf8(s)) return false;
-    out_ += '"';
-    for (char c : s) {
-      switch (c) {
-        case '"':
-          out_ += "\\\"";
-          break;
-        case '\\':
-          out_ += "\\\\";
-          break;
-        case '\n':
-          out_ += "\\n";
-          break;
-        case '\r':
-          out_ += "\\r";
-          break;
-        case '\t':
-          out_ += "\\t";
-          break;
-        case '\b':
-          out_ += "\\b";
-          break;
-        case '\f':
-          out_ += "\\f";
-          break;
-        default:
-          if (static_cast<unsigned char>(c) < 0x20) {
-            writeControl(static_cast<unsigned char>(c));
-          } else {
-            out_ += c;
-          }
-      }
-    }
-    out_ += '"';
-    return true;
-  }
-
-  void writeControl(unsigned char c) {
+// The escape of a byte that needs one: the short forms JSON has, else the
+// six-character escape of its code.
+std::string_view escapeOf(unsigned char c) {
+  static const std::array<std::array<char, 6>, 0x20> kControls = [] {
     static constexpr char kHex[] = "0123456789abcdef";
-    out_ += "\\u00";
-    out_ += kHex[c >> 4];
-    out_ += kHex[c & 0xF];
+    std::array<std::array<char, 6>, 0x20> escapes{};
+    for (std::size_t i = 0; i < escapes.size(); ++i) {
+      escapes[i] = {'\\', 'u', '0', '0', kHex[i >> 4], kHex[i & 0xF]};
+    }
+    return escapes;
+  }();
+  switch (c) {
+    case '"':
+      return "\\\"";
+    case '\\':
+      return "\\\\";
+    case '\n':
+      return "\\n";
+    case '\r':
+      return "\\r";
+    case '\t':
+      return "\\t";
+    case '\b':
+      return "\\b";
+    case '\f':
+      return "\\f";
+    default:
+      return std::string_view(kControls[c].data(), kControls[c].size());
   }
+}
 
-  bool writeArray(const boost::json::array& array, std::size_t depth) {
-    if (array.empty()) {
-      out_ += "[]";
-      return true;
-    }
-    out_ += '[';
-    bool first = true;
-    for (const auto& element : array) {
-      separate(first, depth + 1);
-      if (!write(element, depth + 1)) return false;
-    }
-    newline(depth);
-    out_ += ']';
+}  // namespace
+
+namespace detail {
+
+bool isValidUtf8(std::string_view s) {
+  for (std::size_t pos = 0; pos < s.size();) {
+    std::size_t length = utf8SequenceLength(s, pos);
+    if (length == 0) return false;
+    pos += length;
+  }
+  return true;
+}
+
+JsonWriter::JsonWriter(std::string& out, bool pretty) : out_(out), pretty_(pretty) {
+  std::size_t used = out_.size();
+  out_.resize(std::max(out_.capacity(), used + 64));
+  pos_ = out_.data() + used;
+  end_ = out_.data() + out_.size();
+}
+
+JsonWriter::JsonWriter(std::string& buffer, std::size_t start, bool pretty)
+    : out_(buffer), pretty_(pretty) {
+  if (out_.size() < start + 64) out_.resize(std::max(out_.capacity(), start + 64));
+  pos_ = out_.data() + start;
+  end_ = out_.data() + out_.size();
+}
+
+void JsonWriter::finish() {
+  out_.resize(static_cast<std::size_t>(pos_ - out_.data()));
+  pos_ = out_.data() + out_.size();
+  end_ = pos_;
+}
+
+void JsonWriter::grow(std::size_t count) {
+  auto used = static_cast<std::size_t>(pos_ - out_.data());
+  out_.resize(std::max(used + count, 2 * out_.size()));
+  pos_ = out_.data() + used;
+  end_ = out_.data() + out_.size();
+}
+
+void JsonWriter::newline(std::size_t depth) {
+  // The line break and the indentation of most levels in one copy.
+  static constexpr std::string_view kIndent =
+      "\n                                                              ";
+  std::size_t width = depth * 2;
+  if (width < kIndent.size()) {
+    raw(kIndent.substr(0, width + 1));
+    return;
+  }
+  put('\n');
+  std::memset(room(width), ' ', width);
+  advance(width);
+}
+
+// The text is copied whole when no byte needs an escape (the usual case);
+// otherwise runs between escapes are. UTF-8 is checked on the way.
+bool JsonWriter::string(std::string_view s) {
+  char* out = room(s.size() + 2);
+  *out = '"';
+  std::size_t pos = 0;
+  // Eight plain bytes at a time: none below 0x20, none at or above 0x80, no
+  // '"' and no '\\' (a zero byte in x ^ pattern marks a match).
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  constexpr std::uint64_t kHighs = 0x8080808080808080;
+  while (s.size() - pos >= 8) {
+    std::uint64_t x = 0;
+    std::memcpy(&x, s.data() + pos, 8);
+    std::uint64_t quote = x ^ (kOnes * '"');
+    std::uint64_t backslash = x ^ (kOnes * '\\');
+    std::uint64_t special = (((x - kOnes * 0x20) & ~x) | ((quote - kOnes) & ~quote) |
+                             ((backslash - kOnes) & ~backslash) | x) &
+                            kHighs;
+    if (special != 0) break;
+    pos += 8;
+  }
+  while (pos < s.size() && kByteClasses[static_cast<unsigned char>(s[pos])] == kPlain) ++pos;
+  if (pos == s.size()) {
+    std::memcpy(out + 1, s.data(), s.size());
+    out[s.size() + 1] = '"';
+    advance(s.size() + 2);
     return true;
   }
+  advance(1);
+  std::size_t run = 0;
+  while (pos < s.size()) {
+    auto c = static_cast<unsigned char>(s[pos]);
+    switch (kByteClasses[c]) {
+      case kPlain:
+        ++pos;
+        break;
+      case kMultiByte: {
+        std::size_t length = utf8SequenceLength(s, pos);
+        if (length == 0) return false;
+        pos += length;
+        break;
+      }
+      default:
+        raw(s.substr(run, pos - run));
+        raw(escapeOf(c));
+        run = ++pos;
+    }
+  }
+  raw(s.substr(run, pos - run));
+  put('"');
+  return true;
+}
 
-  void separate(bool& first, std::size_t depth) {
-    if (!first) out_ += ',';
+template <typename Integer>
+bool JsonWriter::wholeNumber(Integer number) {
+  constexpr std::size_t kRoom = 24;  // 20 digits and a sign at most
+  char* out = room(kRoom);
+  auto [end, ec] = std::to_chars(out, out + kRoom, number);
+  if (ec != std::errc()) return false;
+  advance(static_cast<std::size_t>(end - out));
+  return true;
+}
+
+bool JsonWriter::integer(std::int64_t number) {
+  return wholeNumber(number);
+}
+
+bool JsonWriter::unsignedInteger(std::uint64_t number) {
+  return wholeNumber(number);
+}
+
+bool JsonWriter::number(double number) {
+  if (!std::isfinite(number)) return false;
+  std::string text;
+  appendJsonNumber(text, number);
+  raw(text);
+  return true;
+}
+
+bool JsonWriter::value(const boost::json::value& value, std::size_t depth) {
+  if (depth > kMaxWriteDepth) return false;
+  switch (value.kind()) {
+    case boost::json::kind::null:
+      null();
+      return true;
+    case boost::json::kind::bool_:
+      boolean(value.get_bool());
+      return true;
+    case boost::json::kind::int64:
+      return integer(value.get_int64());
+    case boost::json::kind::uint64:
+      return unsignedInteger(value.get_uint64());
+    case boost::json::kind::double_:
+      return number(value.get_double());
+    case boost::json::kind::string:
+      return string(value.get_string());
+    case boost::json::kind::array:
+      return array(value.get_array(), depth);
+    case boost::json::kind::object:
+      return object(value.get_object(), depth);
+  }
+  return false;
+}
+
+bool JsonWriter::object(const boost::json::object& object, std::size_t depth) {
+  open('{');
+  bool first = true;
+  for (const auto& member : object) {
+    beginMember(first, depth + 1);
     first = false;
-    newline(depth);
+    if (!string(member.key())) return false;
+    keySeparator();
+    if (!value(member.value(), depth + 1)) return false;
   }
+  close('}', depth, !first);
+  return true;
+}
 
-  void newline(std::size_t depth) {
-    if (!pretty_) return;
-    out_ += '\n';
-    out_.append(depth * 2, ' ');
+bool JsonWriter::array(const boost::json::array& array, std::size_t depth) {
+  open('[');
+  bool first = true;
+  for (const auto& element : array) {
+    beginMember(first, depth + 1);
+    first = false;
+    if (!value(element, depth + 1)) return false;
   }
+  close(']', depth, !first);
+  return true;
+}
 
-  bool pretty_;
-  std::string out_;
-};
+}  // namespace detail
+
+namespace {
 
 std::optional<std::string> writeText(const boost::json::value& value, bool pretty) {
-  Writer writer(pretty);
-  if (!writer.write(value, 0)) return std::nullopt;
-  return writer.take();
+  std::string out;
+  detail::JsonWriter writer(out, pretty);
+  if (!writer.value(value, 0)) return std::nullopt;
+  writer.finish();
+  return out;
 }
 
 }  // namespace
@@ -255,9 +336,11 @@ std::optional<std::string> jsonString(const boost::json::value& value) {
 }
 
 std::optional<std::string> jsonString(const boost::json::object& dictionary) {
-  Writer writer(false);
-  if (!writer.writeObject(dictionary, 0)) return std::nullopt;
-  return writer.take();
+  std::string out;
+  detail::JsonWriter writer(out, false);
+  if (!writer.object(dictionary, 0)) return std::nullopt;
+  writer.finish();
+  return out;
 }
 
 std::optional<std::string> prettyJsonString(const boost::json::value& value) {
@@ -277,7 +360,7 @@ std::optional<boost::json::object> json(std::span<const std::uint8_t> bytes) {
 }
 
 std::optional<Bytes> data(std::string_view string) {
-  if (!isValidUtf8(string)) return std::nullopt;
+  if (!detail::isValidUtf8(string)) return std::nullopt;
   return Bytes(string.begin(), string.end());
 }
 
