@@ -2,12 +2,15 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <mutex>
 
+#include <unicode/basictz.h>
 #include <unicode/calendar.h>
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
+#include <unicode/tztrans.h>
 
 namespace orbelin::dates {
 namespace {
@@ -152,6 +155,7 @@ void ThreadCalendars::rebuild(unsigned long generation) {
   timeFormat_ = makeFormat("hh:mm a", locale, zone_.get());
   reference941_.reset();
   dayStart_ = dayEnd_ = Date{};
+  offsetSpans_.fill(OffsetSpan{});
   simulated_.clear();
 }
 
@@ -191,6 +195,34 @@ int ThreadCalendars::zoneOffsetHours(Date date) {
   zone_->getOffset(toUDate(date), false, rawOffset, dstOffset, status);
   if (U_FAILURE(status)) return 0;
   return (rawOffset + dstOffset) / 3'600'000;
+}
+
+std::optional<std::int32_t> ThreadCalendars::zoneOffsetMilliseconds(double utcMilliseconds) {
+  for (const OffsetSpan& span : offsetSpans_) {
+    if (utcMilliseconds >= span.start && utcMilliseconds < span.end) return span.offset;
+  }
+  if (!zone_ || !std::isfinite(utcMilliseconds)) return std::nullopt;
+  // The lookup a calendar makes when it computes its fields.
+  int32_t rawOffset = 0, dstOffset = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  zone_->getOffset(utcMilliseconds, false, rawOffset, dstOffset, status);
+  if (U_FAILURE(status)) return std::nullopt;
+  const std::int32_t offset = rawOffset + dstOffset;
+  // Between two transitions of the zone its offset stays the same. A zone
+  // that cannot tell its transitions is asked every time.
+  const auto* basic = dynamic_cast<const icu::BasicTimeZone*>(zone_.get());
+  if (!basic) return offset;
+  OffsetSpan span{-HUGE_VAL, HUGE_VAL, offset};
+  icu::TimeZoneTransition transition;
+  if (basic->getPreviousTransition(utcMilliseconds, true, transition)) {
+    span.start = transition.getTime();
+  }
+  if (basic->getNextTransition(utcMilliseconds, false, transition)) span.end = transition.getTime();
+  if (utcMilliseconds >= span.start && utcMilliseconds < span.end) {
+    offsetSpans_[nextOffsetSpan_] = span;
+    nextOffsetSpan_ = (nextOffsetSpan_ + 1) % offsetSpans_.size();
+  }
+  return offset;
 }
 
 OptionalDate ThreadCalendars::todayAt(Date now, int hour, int minute) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -62,6 +64,11 @@ class ThreadCalendars {
   const icu::TimeZone* zone() const { return zone_.get(); }
   // The zone's offset from GMT at `date` in whole hours, truncated toward zero.
   int zoneOffsetHours(Date date);
+  // The zone's whole offset from GMT (standard plus daylight saving) at the
+  // moment `utcMilliseconds`, as a calendar in the zone applies it. The span
+  // between the zone's transitions around that moment is remembered, so
+  // moments near each other cost a comparison instead of a zone lookup.
+  std::optional<std::int32_t> zoneOffsetMilliseconds(double utcMilliseconds);
   // The calendar day of `now` at hour:minute:00, assembled by a Gregorian calendar.
   OptionalDate todayAt(Date now, int hour, int minute);
   // todayAt(now, 9, 41), remembered for the rest of the local day.
@@ -86,6 +93,14 @@ class ThreadCalendars {
   Date dayStart_{};
   Date dayEnd_{};
   OptionalDate reference941_;
+  // Recently used spans [start, end) of one zone offset, newest replacing oldest.
+  struct OffsetSpan {
+    double start = 0;
+    double end = 0;  // an empty span until filled
+    std::int32_t offset = 0;
+  };
+  std::array<OffsetSpan, 4> offsetSpans_{};
+  std::size_t nextOffsetSpan_ = 0;
   Date simulatedReference_{};
   std::unordered_map<double, OptionalDate> simulated_;
 };
