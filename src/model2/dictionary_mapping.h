@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "orbelin/graph/context.h"
@@ -18,6 +21,14 @@ namespace orbelin::model2::detail {
 inline constexpr std::string_view kReaderPrefix = "NSManagedObjectEx:setPropertiesFromDictionary: ";
 
 Dictionary writeDictionary(const graph::ManagedObject& object);
+
+// Writes text::prettyJsonString() of writeDictionary(object) into `buffer`
+// from offset `start` on, straight from the graph without building the
+// dictionary (what `buffer` held from `start` on is overwritten; it may grow,
+// and keeps unspecified characters past the text). The offset just past the
+// text; absent when JSON cannot hold one of the values.
+std::optional<std::size_t> writePrettyJson(const graph::ManagedObject& object, std::string& buffer,
+                                           std::size_t start);
 
 // Fills `object` from `dictionary`; `depth` is the dictionary's nesting level
 // (the top level is 0).

@@ -53,13 +53,39 @@ Dictionary NSManagedObjectEx::getAsDictionary() const {
 }
 
 std::optional<std::string> NSManagedObjectEx::getAsJSONString() const {
-  auto text = text::prettyJsonString(boost::json::value(getAsDictionary()));
-  if (!text) {
+  constexpr std::string_view kPrefix = "jsonString = ";
+  // The console line is written once, into a buffer this thread keeps (so a
+  // large text lands in memory already in use, with no clearing), and the
+  // text is copied out of it once. A host's console sink that exports again
+  // on this thread gets a buffer of its own, leaving the line it was handed
+  // intact.
+  constexpr std::size_t kKeptBufferBytes = std::size_t{8} << 20;
+  thread_local std::string kept;
+  thread_local bool keptInUse = false;
+  struct Lease {
+    bool active = !keptInUse;
+    Lease() { keptInUse = true; }
+    ~Lease() {
+      if (!active) return;
+      keptInUse = false;
+      if (kept.capacity() > kKeptBufferBytes) std::string().swap(kept);
+    }
+  } lease;
+  std::string own;
+  std::string& buffer = lease.active ? kept : own;
+  if (buffer.size() < kPrefix.size()) buffer.resize(kPrefix.size());
+  buffer.replace(0, kPrefix.size(), kPrefix);
+  std::optional<std::string> text;
+  if (auto end = detail::writePrettyJson(*this, buffer, kPrefix.size())) {
+    std::string_view line(buffer.data(), *end);
+    platform::Console::log(line);
+    text.emplace(line.substr(kPrefix.size()));
+  } else {
     platform::Console::log(
         "Got an error: the dictionary holds a value that JSON cannot represent (a number that "
         "is not finite, text that is not UTF-8, or nesting too deep)");
+    platform::Console::log("jsonString = nil");
   }
-  platform::Console::log("jsonString = " + (text ? *text : std::string("nil")));
   return text;
 }
 

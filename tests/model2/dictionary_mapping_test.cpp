@@ -12,7 +12,6 @@ namespace orbelin::model2 {
 namespace {
 
 namespace json = boost::json;
-using testing::mappingModel;
 using testing::Person;
 
 Dictionary parse(std::string_view text) {
@@ -27,25 +26,7 @@ bool anyLineContains(const platform::ConsoleCapture& capture, std::string_view p
 }
 
 // Dates in these tests are read and written in UTC unless a test pins another zone.
-class MappingTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    DateUtils::setTimeZone("UTC");
-    coordinator = std::make_shared<graph::PersistentStoreCoordinator>(mappingModel());
-    ASSERT_TRUE(coordinator->addPersistentStore(graph::StoreType::InMemory, {}).ok());
-    context.setPersistentStoreCoordinator(coordinator);
-  }
-  void TearDown() override { DateUtils::setTimeZone(std::nullopt); }
-
-  Person* newPerson(std::optional<std::string> id = std::nullopt) {
-    auto* person = context.insertNew<Person>("Person");
-    if (id) person->setValue("personId", *id);
-    return person;
-  }
-
-  std::shared_ptr<graph::PersistentStoreCoordinator> coordinator;
-  graph::ManagedObjectContext context;
-};
+using MappingTest = testing::MappingFixture;
 
 TEST_F(MappingTest, WritesAttributesRelationshipsAndNames) {
   Person* person = newPerson("p1");

@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "orbelin/dates/date_utils.h"
 #include "orbelin/graph/graph.h"
 #include "orbelin/model2/managed_object_ex.h"
 
@@ -86,5 +89,31 @@ inline std::shared_ptr<const graph::ManagedObjectModel> mappingModel() {
   auto model = builder.build();
   return model ? *model : nullptr;
 }
+
+// A context over an in-memory store of the mapping model, with dates read
+// and written in one time zone (UTC unless a test names another).
+class MappingFixture : public ::testing::Test {
+ protected:
+  explicit MappingFixture(const char* zone = "UTC") : zone_(zone) {}
+  void SetUp() override {
+    DateUtils::setTimeZone(zone_);
+    coordinator = std::make_shared<graph::PersistentStoreCoordinator>(mappingModel());
+    ASSERT_TRUE(coordinator->addPersistentStore(graph::StoreType::InMemory, {}).ok());
+    context.setPersistentStoreCoordinator(coordinator);
+  }
+  void TearDown() override { DateUtils::setTimeZone(std::nullopt); }
+
+  Person* newPerson(std::optional<std::string> id = std::nullopt) {
+    auto* person = context.insertNew<Person>("Person");
+    if (id) person->setValue("personId", *id);
+    return person;
+  }
+
+  std::shared_ptr<graph::PersistentStoreCoordinator> coordinator;
+  graph::ManagedObjectContext context;
+
+ private:
+  const char* zone_;
+};
 
 }  // namespace orbelin::model2::testing
