@@ -1,28 +1,24 @@
-// Imports a login reply of 200 patients with 20 tasks each (every task with
-// its nested patient, as the service sends it) and compares the time with a
-// plain Boost.JSON parse of the same bytes, measured in the same run.
-//
-// Usage: records_bench [iterations]
+// The first-generation login import: a reply of 200 patients with 20 tasks
+// each (every task with its nested patient, as the service sends it) read
+// into records, against Boost.JSON parsing the same bytes.
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <vector>
 
-#include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
+#include <boost/json.hpp>
 
 #include "orbelin/graph/context.h"
 #include "orbelin/networking/json.h"
 #include "orbelin/records/records.h"
 #include "orbelin/stack/core_data_stack.h"
+#include "rows.h"
+
+namespace orbelin::bench {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 namespace json = boost::json;
 
 constexpr int kPatients = 200;
@@ -103,23 +99,10 @@ std::string loginReply() {
   return json::serialize(json::object{{"staffMember", std::move(staff)}});
 }
 
-double millisecondsSince(Clock::time_point start) {
-  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double fastest(const std::vector<double>& values) {
-  return *std::min_element(values.begin(), values.end());
-}
-
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
 // A fresh context on the shared stack, so each run imports into an empty one.
-std::shared_ptr<orbelin::graph::ManagedObjectContext> freshContext() {
-  auto& stack = orbelin::CoreDataStack::sharedInstance();
-  auto context = std::make_shared<orbelin::graph::ManagedObjectContext>();
+std::shared_ptr<graph::ManagedObjectContext> freshContext() {
+  auto& stack = CoreDataStack::sharedInstance();
+  auto context = std::make_shared<graph::ManagedObjectContext>();
   context->setPersistentStoreCoordinator(stack.persistentStoreCoordinator());
   stack.setManagedObjectContext(context);
   return context;
@@ -127,61 +110,36 @@ std::shared_ptr<orbelin::graph::ManagedObjectContext> freshContext() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  int iterations = argc > 1 ? std::max(1, std::atoi(argv[1])) : 15;
-  orbelin::registerFirstGenerationModel();
+void loginImport(const Options& options) {
+  registerFirstGenerationModel();
   const std::string reply = loginReply();
-
-  std::vector<double> parseTimes, importTimes, totalTimes;
-  std::size_t records = 0;
-  for (int i = 0; i < iterations; ++i) {
+  std::shared_ptr<graph::ManagedObjectContext> context;
+  auto ours = [&] {
     // Dropping the previous run's records frees many small blocks, and the
-    // allocator pays for that on the next large allocation: an untimed parse
-    // absorbs it, so neither timed step carries it.
-    auto context = freshContext();
+    // allocator pays for that on the next large allocation: an untimed
+    // parse absorbs it, so neither timed step carries it.
+    context = freshContext();
     json::parse(reply);
-
-    auto start = Clock::now();
-    json::value plain = json::parse(reply);
-    parseTimes.push_back(millisecondsSince(start));
-
-    start = Clock::now();
-    auto parsed = TamberNetworking::JSON::parse(reply);
-    auto parsedAt = Clock::now();
-    orbelin::StaffMember* member = orbelin::StaffMember::create((*parsed)["staffMember"]);
-    importTimes.push_back(millisecondsSince(parsedAt));
-    totalTimes.push_back(millisecondsSince(start));
+    StaffMember* member = nullptr;
+    double seconds = secondsOf([&] {
+      auto parsed = TamberNetworking::JSON::parse(reply);
+      member = StaffMember::create((*parsed)["staffMember"]);
+    });
     if (!member || member->userInfo()->patients().size() != kPatients) {
-      std::fprintf(stderr, "import lost data\n");
-      return 1;
+      std::fprintf(stderr, "the login import lost data\n");
+      std::abort();
     }
-    records = context->registeredCount();
-  }
-  orbelin::CoreDataStack::sharedInstance().setManagedObjectContext(freshContext());
-
-  // The machine may be shared: the fastest run of each step is the least
-  // disturbed one; medians are printed beside them.
-  double parse = fastest(parseTimes), import = fastest(importTimes), total = fastest(totalTimes);
-  std::printf("login reply: %d patients x %d tasks, %zu bytes, %zu records, %d runs\n", kPatients,
-              kTasksPerPatient, reply.size(), records, iterations);
-  std::printf("Boost.JSON parse (baseline): %8.2f ms  (median %.2f)\n", parse, median(parseTimes));
-  std::printf("records import only:         %8.2f ms  (median %.2f, %.0f records/s)\n", import,
-              median(importTimes), static_cast<double>(records) / (import / 1000.0));
-  std::printf("parse + import:              %8.2f ms  (median %.2f, %.0f records/s)\n", total,
-              median(totalTimes), static_cast<double>(records) / (total / 1000.0));
-  std::printf("bytes per record: %.1f\n",
-              static_cast<double>(reply.size()) / static_cast<double>(records));
-  // Each run's steps are timed back to back, so their ratio is the same
-  // comparison under the same load; the median of those ratios is the figure.
-  std::vector<double> totalRatios, importRatios;
-  for (std::size_t i = 0; i < parseTimes.size(); ++i) {
-    totalRatios.push_back(totalTimes[i] / parseTimes[i]);
-    importRatios.push_back(importTimes[i] / parseTimes[i]);
-  }
-  std::printf(
-      "ratio (parse + import) / parse: %.2f median of runs, %.2f fastest runs  (target <= 3.00)\n",
-      median(totalRatios), total / parse);
-  std::printf("ratio import only / parse:      %.2f median of runs, %.2f fastest runs\n",
-              median(importRatios), import / parse);
-  return 0;
+    return seconds;
+  };
+  auto baseline = [&] {
+    return secondsOf([&] {
+      if (!json::parse(reply).is_object()) std::abort();
+    });
+  };
+  auto medians = interleaved(options.reps(31, 5), {ours, baseline});
+  CoreDataStack::sharedInstance().setManagedObjectContext(freshContext());
+  reportTiming("first-generation login import, 200 patients x 20 tasks vs Boost.JSON parse",
+               medians[0], medians[1], 2);
 }
+
+}  // namespace orbelin::bench
