@@ -285,7 +285,7 @@ void saveMany(const Options& options) {
     sqlite3_close(raw);
     return seconds;
   };
-  auto medians = interleaved(options.reps(9, 3), {ours, baseline});
+  auto medians = interleaved(options.reps(15, 3), {ours, baseline});
   reportTiming("create and save 100k new 5-attribute objects", medians[0], medians[1], 1.3);
 }
 

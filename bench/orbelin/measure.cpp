@@ -75,7 +75,7 @@ std::string formatBytes(double bytes) {
   char text[32];
   if (std::abs(bytes) < 10000)
     std::snprintf(text, sizeof text, "%.0f B", bytes);
-  else if (std::abs(bytes) < 10e6)
+  else if (std::abs(bytes) < 1024 * 1024)
     std::snprintf(text, sizeof text, "%.1f KiB", bytes / 1024);
   else
     std::snprintf(text, sizeof text, "%.1f MiB", bytes / (1024 * 1024));
