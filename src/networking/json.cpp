@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "networking/json_access.h"
 #include "orbelin/text/json_reader.h"
 
 namespace TamberNetworking {
@@ -111,9 +112,9 @@ orbelin::Result<JSON> JSON::parse(std::string_view text) {
   std::string problem;
   auto document = orbelin::text::readJsonValue(text, kMaxDepth, &problem);
   if (!document) {
-    return orbelin::Error(orbelin::error_domain::kNetworking, 3840,
-                          "The data couldn't be read because it isn't valid JSON (" + problem +
-                              ").");
+    return orbelin::Error(
+        orbelin::error_domain::kNetworking, 3840,
+        "The data couldn't be read because it isn't valid JSON (" + problem + ").");
   }
   return JSON(std::move(*document));
 }
@@ -131,22 +132,24 @@ JSON JSON::operator[](std::size_t index) const {
   return JSON(root_, &node_->get_array()[index]);
 }
 
-std::string JSON::stringValue() const {
-  if (node_ == nullptr || !node_->is_string()) return std::string();
-  return std::string(node_->get_string());
+namespace detail {
+
+std::string stringValueOf(const boost::json::value* node) {
+  if (node == nullptr || !node->is_string()) return std::string();
+  return std::string(node->get_string());
 }
 
-std::int64_t JSON::intValue() const {
-  if (node_ == nullptr) return 0;
-  if (node_->is_int64()) return node_->get_int64();
-  if (node_->is_uint64()) {
-    auto value = node_->get_uint64();
+std::int64_t intValueOf(const boost::json::value* node) {
+  if (node == nullptr) return 0;
+  if (node->is_int64()) return node->get_int64();
+  if (node->is_uint64()) {
+    auto value = node->get_uint64();
     return value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())
                ? std::numeric_limits<std::int64_t>::max()
                : static_cast<std::int64_t>(value);
   }
-  if (node_->is_double()) {
-    double value = std::trunc(node_->get_double());
+  if (node->is_double()) {
+    double value = std::trunc(node->get_double());
     // NaN and infinity have no integer; converting them would be undefined.
     if (!std::isfinite(value)) return 0;
     // Out of range doubles clamp rather than overflow.
@@ -157,12 +160,33 @@ std::int64_t JSON::intValue() const {
   return 0;
 }
 
-double JSON::doubleValue() const {
-  if (node_ == nullptr) return 0;
-  if (node_->is_double()) return node_->get_double();
-  if (node_->is_int64()) return static_cast<double>(node_->get_int64());
-  if (node_->is_uint64()) return static_cast<double>(node_->get_uint64());
+double doubleValueOf(const boost::json::value* node) {
+  if (node == nullptr) return 0;
+  if (node->is_double()) return node->get_double();
+  if (node->is_int64()) return static_cast<double>(node->get_int64());
+  if (node->is_uint64()) return static_cast<double>(node->get_uint64());
   return 0;
+}
+
+std::optional<orbelin::Date> dateOf(const boost::json::value* node) {
+  if (node == nullptr) return std::nullopt;
+  if (node->is_string()) return parseISO8601Date(node->get_string());
+  if (node->is_number()) return orbelin::makeDate(doubleValueOf(node));
+  return std::nullopt;
+}
+
+}  // namespace detail
+
+std::string JSON::stringValue() const {
+  return detail::stringValueOf(node_);
+}
+
+std::int64_t JSON::intValue() const {
+  return detail::intValueOf(node_);
+}
+
+double JSON::doubleValue() const {
+  return detail::doubleValueOf(node_);
 }
 
 bool JSON::boolValue() const {
@@ -178,10 +202,7 @@ std::vector<JSON> JSON::arrayValue() const {
 }
 
 std::optional<orbelin::Date> JSON::date() const {
-  if (node_ == nullptr) return std::nullopt;
-  if (node_->is_string()) return parseISO8601Date(node_->get_string());
-  if (node_->is_number()) return orbelin::makeDate(doubleValue());
-  return std::nullopt;
+  return detail::dateOf(node_);
 }
 
 orbelin::Date JSON::dateValue() const {

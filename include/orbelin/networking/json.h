@@ -16,6 +16,10 @@
 
 namespace TamberNetworking {
 
+namespace detail {
+struct JSONAccess;
+}  // namespace detail
+
 // A read-only view of a parsed JSON reply, through which every record import
 // reads service data. Conversions never fail: a missing member or a value of
 // another kind gives the conversion's fallback, so imports go on over
@@ -115,6 +119,7 @@ class JSON {
   Iterator end() const;
 
  private:
+  friend struct detail::JSONAccess;
   JSON(std::shared_ptr<const boost::json::value> root, const boost::json::value* node)
       : root_(std::move(root)), node_(node) {}
 
