@@ -1,9 +1,14 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <memory>
+#include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "networking/json_access.h"
 #include "orbelin/dates/date_utils.h"
 #include "orbelin/graph/context.h"
 #include "orbelin/graph/value.h"
@@ -38,6 +43,55 @@ class ImportScope {
  private:
   std::shared_ptr<graph::ManagedObjectContext> context_;
 };
+
+// Which of an import's keys each position of the last object it read held,
+// for one import on one thread: replies repeat one object shape many times.
+struct MemberMemo {
+  std::vector<std::uint8_t> keyAt;
+};
+
+// The members of one JSON object that an import reads, found in one pass over
+// the object instead of one search per key (each a hash or a scan). A key is
+// first compared with the one its position held last time. Members are read
+// as JSON's own conversions read them; a missing member (or a value that is
+// not an object) reads as JSON's null.
+class Members {
+ public:
+  static constexpr std::size_t kMaxKeys = 32;
+
+  // REQUIRES: keys.size() <= kMaxKeys. `memo`: one per import and thread.
+  Members(const TamberNetworking::JSON& json, std::span<const std::string_view> keys,
+          MemberMemo& memo);
+
+  // Null when missing.
+  const boost::json::value* node(std::size_t key) const { return found_[key]; }
+  std::string stringValue(std::size_t key) const {
+    return TamberNetworking::detail::stringValueOf(found_[key]);
+  }
+  std::int64_t intValue(std::size_t key) const {
+    return TamberNetworking::detail::intValueOf(found_[key]);
+  }
+  OptionalDate date(std::size_t key) const { return TamberNetworking::detail::dateOf(found_[key]); }
+  Date dateValue(std::size_t key) const { return date(key).value_or(Date()); }
+  // A view of the member, for imports of nested records.
+  TamberNetworking::JSON view(std::size_t key) const {
+    return TamberNetworking::detail::JSONAccess::view(json_, found_[key]);
+  }
+
+ private:
+  const TamberNetworking::JSON& json_;
+  std::array<const boost::json::value*, kMaxKeys> found_{};
+};
+
+// The position of `key` in an import's `keys`, worked out when compiling (a
+// key that is not there does not compile).
+template <std::size_t N>
+consteval std::size_t keyIndex(const std::array<std::string_view, N>& keys, std::string_view key) {
+  for (std::size_t i = 0; i < N; ++i) {
+    if (keys[i] == key) return i;
+  }
+  throw "the import does not read this key";
+}
 
 // A service date moved onto today; the date as sent when it cannot be moved.
 inline Date movedOntoToday(Date sent) {

@@ -1,5 +1,6 @@
 #include "orbelin/records/patient.h"
 
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -20,28 +21,59 @@ using TamberNetworking::JSON;
 
 using S = Patient::Static;
 
-void fillPlainAttributes(Patient& patient, const JSON& json) {
-  patient.setValueAt(Patient::kDoctorApproval, json[S::PatientDoctorApproval].stringValue());
+// The members a patient import reads.
+constexpr std::array<std::string_view, 26> kKeys{S::PatientDoctorApproval,
+                                                 S::PatientDischargeDisposition,
+                                                 S::PatientPatientID,
+                                                 S::PatientFirstName,
+                                                 S::PatientLastName,
+                                                 S::PatientRoomNumber,
+                                                 S::PatientGender,
+                                                 S::PatientAcuity,
+                                                 S::PatientBirthdate,
+                                                 S::PatientAmbulatoryStatus,
+                                                 S::PatientCodeStatus,
+                                                 S::PatientDietType,
+                                                 S::PatientImmunizationStatus,
+                                                 S::PatientCoreMeasures,
+                                                 S::PatientAdmittedDate,
+                                                 S::PatientStatus,
+                                                 S::PatientPhysician,
+                                                 S::PatientDischargeDate,
+                                                 S::PatientDiagnoses,
+                                                 S::PatientMedication,
+                                                 S::PatientAllergies,
+                                                 S::PatientMedicalProblems,
+                                                 S::PatientTasks,
+                                                 S::PatientBarriers,
+                                                 S::PatientStaffIds,
+                                                 S::PatientRoom};
+consteval std::size_t at(std::string_view key) {
+  return records_detail::keyIndex(kKeys, key);
+}
+
+void fillPlainAttributes(Patient& patient, const records_detail::Members& json) {
+  patient.setValueAt(Patient::kDoctorApproval, json.stringValue(at(S::PatientDoctorApproval)));
   patient.setValueAt(Patient::kDischargeDisposition,
-                     json[S::PatientDischargeDisposition].stringValue());
-  patient.setValueAt(Patient::kId, json[S::PatientPatientID].intValue());
-  patient.setValueAt(Patient::kFirstName, json[S::PatientFirstName].stringValue());
-  patient.setValueAt(Patient::kLastName, json[S::PatientLastName].stringValue());
-  patient.setValueAt(Patient::kRoomNumber, json[S::PatientRoomNumber].stringValue());
-  patient.setValueAt(Patient::kGender, json[S::PatientGender].stringValue());
-  patient.setValueAt(Patient::kAcuity, json[S::PatientAcuity].intValue());
+                     json.stringValue(at(S::PatientDischargeDisposition)));
+  patient.setValueAt(Patient::kId, json.intValue(at(S::PatientPatientID)));
+  patient.setValueAt(Patient::kFirstName, json.stringValue(at(S::PatientFirstName)));
+  patient.setValueAt(Patient::kLastName, json.stringValue(at(S::PatientLastName)));
+  patient.setValueAt(Patient::kRoomNumber, json.stringValue(at(S::PatientRoomNumber)));
+  patient.setValueAt(Patient::kGender, json.stringValue(at(S::PatientGender)));
+  patient.setValueAt(Patient::kAcuity, json.intValue(at(S::PatientAcuity)));
   // Kept absent when missing or not a date: the epoch fallback would make
   // the patient 56 years old on a clinical screen, where age 0 says unknown.
-  patient.setValueAt(Patient::kBirthdate, json[S::PatientBirthdate].date());
-  patient.setValueAt(Patient::kAmbulatoryStatus, json[S::PatientAmbulatoryStatus].stringValue());
-  patient.setValueAt(Patient::kCodeStatus, json[S::PatientCodeStatus].stringValue());
-  patient.setValueAt(Patient::kDietType, json[S::PatientDietType].stringValue());
+  patient.setValueAt(Patient::kBirthdate, json.date(at(S::PatientBirthdate)));
+  patient.setValueAt(Patient::kAmbulatoryStatus, json.stringValue(at(S::PatientAmbulatoryStatus)));
+  patient.setValueAt(Patient::kCodeStatus, json.stringValue(at(S::PatientCodeStatus)));
+  patient.setValueAt(Patient::kDietType, json.stringValue(at(S::PatientDietType)));
   patient.setValueAt(Patient::kImmunizationStatus,
-                     json[S::PatientImmunizationStatus].stringValue());
-  patient.setValueAt(Patient::kCoreMeasures, json[S::PatientCoreMeasures].stringValue());
-  patient.setValueAt(Patient::kAdmittedDate, json[S::PatientAdmittedDate].dateValue());
-  patient.setValueAt(Patient::kStatus, json[S::PatientStatus].intValue());
-  patient.setValueAt(Patient::kPhysician, json[S::PatientPhysician].stringValue());
+                     json.stringValue(at(S::PatientImmunizationStatus)));
+  patient.setValueAt(Patient::kCoreMeasures, json.stringValue(at(S::PatientCoreMeasures)));
+  patient.setValueAt(Patient::kAdmittedDate, json.dateValue(at(S::PatientAdmittedDate)));
+  patient.setValueAt(Patient::kStatus, json.intValue(at(S::PatientStatus)));
+  patient.setValueAt(Patient::kPhysician, json.stringValue(at(S::PatientPhysician)));
 }
 
 // One lookup record per text of the array, equal texts included.
@@ -70,34 +102,41 @@ Patient* Patient::create(const JSON& json) {
   records_detail::ImportScope scope;
   auto* patient = scope.insert<Patient>(Static::EntityName);
   if (!patient) return nullptr;
-  fillPlainAttributes(*patient, json);
-  patient->setValueAt(kDischargedDate,
-                      records_detail::movedOntoToday(json[S::PatientDischargeDate].dateValue()));
+  thread_local records_detail::MemberMemo memo;
+  const records_detail::Members members(json, kKeys, memo);
+  fillPlainAttributes(*patient, members);
+  patient->setValueAt(kDischargedDate, records_detail::movedOntoToday(
+                                           members.dateValue(at(S::PatientDischargeDate))));
   bool nested = scope.nestedAllowed();
   if (nested) {
     // A new record's sets start empty, so only non-empty ones are assigned.
-    if (auto records = lookups<Diagnosis>(json[S::PatientDiagnoses]); !records.empty()) {
+    if (auto records = lookups<Diagnosis>(members.view(at(S::PatientDiagnoses)));
+        !records.empty()) {
       patient->setDiagnoses(records);
     }
-    if (auto records = lookups<Medication>(json[S::PatientMedication]); !records.empty()) {
+    if (auto records = lookups<Medication>(members.view(at(S::PatientMedication)));
+        !records.empty()) {
       patient->setMedications(records);
     }
-    if (auto records = lookups<Allergy>(json[S::PatientAllergies]); !records.empty()) {
+    if (auto records = lookups<Allergy>(members.view(at(S::PatientAllergies))); !records.empty()) {
       patient->setAllergies(records);
     }
-    if (auto records = lookups<MedicalProblem>(json[S::PatientMedicalProblems]); !records.empty()) {
+    if (auto records = lookups<MedicalProblem>(members.view(at(S::PatientMedicalProblems)));
+        !records.empty()) {
       patient->setMedicalProblems(records);
     }
-    if (auto records = wrappedTasks(json[S::PatientTasks]); !records.empty()) {
+    if (auto records = wrappedTasks(members.view(at(S::PatientTasks))); !records.empty()) {
       patient->setTasks(records);
     }
-    if (auto records = lookups<Barrier>(json[S::PatientBarriers]); !records.empty()) {
+    if (auto records = lookups<Barrier>(members.view(at(S::PatientBarriers))); !records.empty()) {
       patient->setBarriers(records);
     }
   }
-  patient->setValueAt(kStaffIds, boost::json::value(staffIdList(json[S::PatientStaffIds])));
+  patient->setValueAt(kStaffIds,
+                      boost::json::value(staffIdList(members.view(at(S::PatientStaffIds)))));
   if (nested) {
-    if (auto room = json[S::PatientRoom].optional()) patient->setRoom(Room::create(*room));
+    if (auto room = members.view(at(S::PatientRoom)).optional())
+      patient->setRoom(Room::create(*room));
   }
   return patient;
 }

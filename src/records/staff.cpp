@@ -1,5 +1,8 @@
 #include "orbelin/records/staff.h"
 
+#include <array>
+#include <string_view>
+
 #include "orbelin/records/patient.h"
 #include "orbelin/records/task.h"
 #include "records/import_support.h"
@@ -127,12 +130,15 @@ Room* Room::create(const JSON& json) {
   records_detail::ImportScope scope;
   auto* room = scope.insert<Room>(Static::EntityName);
   if (!room) return nullptr;
-  room->setValueAt(kId, json[Static::RoomId].intValue());
-  room->setValueAt(kName, json[Static::RoomName].stringValue());
+  // Every patient of a reply brings its room.
+  constexpr std::array<std::string_view, 3> kKeys{Static::RoomId, Static::RoomName,
+                                                  Static::RoomPatient};
+  thread_local records_detail::MemberMemo memo;
+  const records_detail::Members members(json, kKeys, memo);
+  room->setValueAt(kId, members.intValue(0));
+  room->setValueAt(kName, members.stringValue(1));
   if (scope.nestedAllowed()) {
-    if (auto patient = json[Static::RoomPatient].optional()) {
-      room->setPatient(Patient::create(*patient));
-    }
+    if (auto patient = members.view(2).optional()) room->setPatient(Patient::create(*patient));
   }
   return room;
 }

@@ -1,5 +1,8 @@
 #include "orbelin/records/task.h"
 
+#include <array>
+#include <string_view>
+
 #include "orbelin/platform/clock.h"
 #include "orbelin/records/patient.h"
 #include "orbelin/records/staff.h"
@@ -8,25 +11,38 @@
 namespace orbelin {
 namespace {
 
+using records_detail::Members;
 using records_detail::movedOntoToday;
 using TamberNetworking::JSON;
 
+// The members a task import reads.
+constexpr std::array<std::string_view, 11> kTaskKeys{
+    Task::Static::TaskTaskId,       Task::Static::TaskGroupId,
+    Task::Static::TaskPatient,      Task::Static::TaskCreateDate,
+    Task::Static::TaskType,         Task::Static::TaskStatus,
+    Task::Static::TaskCompleteDate, Task::Static::TASK_STATUS_DESCRIPTION,
+    Task::Static::TaskText,         Task::Static::TaskStaffId,
+    Task::Static::TaskDueDate};
+consteval std::size_t at(std::string_view key) {
+  return records_detail::keyIndex(kTaskKeys, key);
+}
+
 // The completed date is only read for a task that reads Complete; a missing
 // member leaves it empty, and so does one that cannot be moved onto today.
-void importCompletedDate(Task& task, const JSON& json) {
+void importCompletedDate(Task& task, const Members& json) {
   if (task.statusEnum() != TaskStatus::Complete) return;
-  auto completed = json[Task::Static::TaskCompleteDate].date();
+  auto completed = json.date(at(Task::Static::TaskCompleteDate));
   task.setCompletedDate(completed ? DateUtils::createSimulatedDateFrom421(*completed)
                                   : std::nullopt);
 }
 
 // A patient's request is due the moment it is imported.
-void importDueDate(Task& task, const JSON& json) {
+void importDueDate(Task& task, const Members& json) {
   Date now = platform::Clock::now();
   if (task.typeEnum() == TaskType::PatientRequest) {
     task.setDueDate(now);
   } else {
-    task.setDueDate(movedOntoToday(json[Task::Static::TaskDueDate].dateValue()));
+    task.setDueDate(movedOntoToday(json.dateValue(at(Task::Static::TaskDueDate))));
   }
 }
 
@@ -38,19 +54,25 @@ Task* Task::create(const JSON& json) {
   records_detail::ImportScope scope;
   auto* task = scope.insert<Task>(Static::EntityName);
   if (!task) return nullptr;
-  task->setValueAt(kId, json[Static::TaskTaskId].intValue());
-  task->setValueAt(kGroupId, json[Static::TaskGroupId].intValue());
-  if (scope.nestedAllowed()) task->setPatient(Patient::create(json[Static::TaskPatient]));
-  task->setValueAt(kCreatedDate, movedOntoToday(json[Static::TaskCreateDate].dateValue()));
-  task->setTypeEnum(fromRawValue<orbelin::TaskType>(json[Static::TaskType].intValue())
+  thread_local records_detail::MemberMemo memo;
+  const Members members(json, kTaskKeys, memo);
+  task->setValueAt(kId, members.intValue(at(Task::Static::TaskTaskId)));
+  task->setValueAt(kGroupId, members.intValue(at(Task::Static::TaskGroupId)));
+  if (scope.nestedAllowed())
+    task->setPatient(Patient::create(members.view(at(Task::Static::TaskPatient))));
+  task->setValueAt(kCreatedDate,
+                   movedOntoToday(members.dateValue(at(Task::Static::TaskCreateDate))));
+  task->setTypeEnum(fromRawValue<orbelin::TaskType>(members.intValue(at(Task::Static::TaskType)))
                         .value_or(TaskType::Undefined));
-  task->setStatusEnum(fromRawValue<orbelin::TaskStatus>(json[Static::TaskStatus].intValue())
-                          .value_or(TaskStatus::Normal));
-  importCompletedDate(*task, json);
-  task->setValueAt(kStatusDescription, json[Static::TASK_STATUS_DESCRIPTION].stringValue());
-  task->setValueAt(kText, json[Static::TaskText].stringValue());
-  task->setValueAt(kStaffId, json[Static::TaskStaffId].intValue());
-  importDueDate(*task, json);
+  task->setStatusEnum(
+      fromRawValue<orbelin::TaskStatus>(members.intValue(at(Task::Static::TaskStatus)))
+          .value_or(TaskStatus::Normal));
+  importCompletedDate(*task, members);
+  task->setValueAt(kStatusDescription,
+                   members.stringValue(at(Task::Static::TASK_STATUS_DESCRIPTION)));
+  task->setValueAt(kText, members.stringValue(at(Task::Static::TaskText)));
+  task->setValueAt(kStaffId, members.intValue(at(Task::Static::TaskStaffId)));
+  importDueDate(*task, members);
   return task;
 }
 
