@@ -2,6 +2,7 @@
 #include <cstring>
 #include <deque>
 #include <string>
+#include <typeinfo>
 #include <unordered_map>
 #include <vector>
 
@@ -112,7 +113,7 @@ class TextWriter {
   enum class Outcome { kWritten, kUnwritable, kNeedsDictionary };
 
   Outcome write(const graph::ManagedObject& object) {
-    bool written = writeObject(object, dynamic_cast<const NSManagedObjectEx*>(&object), 0);
+    bool written = writeObject(object, asEx(object), 0);
     end_ = json_.end();
     if (written) return Outcome::kWritten;
     return needsDictionary_ ? Outcome::kNeedsDictionary : Outcome::kUnwritable;
@@ -312,7 +313,7 @@ class TextWriter {
 
   Related classify(const graph::ManagedObject& related) {
     Related kind;
-    kind.ex = dynamic_cast<const NSManagedObjectEx*>(&related);
+    kind.ex = asEx(related);
     if (kind.ex) {
       kind.id = kind.ex->externalObjectId();
       if (kind.id) return kind;
@@ -328,7 +329,29 @@ class TextWriter {
     return writeObject(related, kind.ex, depth);
   }
 
+  // The object as an NSManagedObjectEx, or null. A graph holds objects of a
+  // few classes: per class, once a cast found the plain downcast to give the
+  // same object, the downcast is used (a cast compares class names).
+  const NSManagedObjectEx* asEx(const graph::ManagedObject& object) {
+    const std::type_info* type = &typeid(object);
+    for (const KnownClass& known : knownClasses_) {
+      if (known.type == type) {
+        return known.isEx ? static_cast<const NSManagedObjectEx*>(&object) : nullptr;
+      }
+    }
+    const auto* ex = dynamic_cast<const NSManagedObjectEx*>(&object);
+    if (!ex || ex == static_cast<const NSManagedObjectEx*>(&object))
+      knownClasses_.push_back({type, ex != nullptr});
+    return ex;
+  }
+
+  struct KnownClass {
+    const std::type_info* type;
+    bool isEx;
+  };
+
   text::detail::JsonWriter json_;
+  std::vector<KnownClass> knownClasses_;
   std::vector<const graph::ManagedObject*> path_;
   std::unordered_map<const graph::EntityDescription*, Layout> layouts_;
   const graph::EntityDescription* lastEntity_ = nullptr;
