@@ -29,17 +29,19 @@ consteval std::size_t at(std::string_view key) {
 
 // The completed date is only read for a task that reads Complete; a missing
 // member leaves it empty, and so does one that cannot be moved onto today.
-void importCompletedDate(Task& task, const Members& json) {
-  if (task.statusEnum() != TaskStatus::Complete) return;
+// `status`: the one just stored.
+void importCompletedDate(Task& task, TaskStatus status, const Members& json) {
+  if (status != TaskStatus::Complete) return;
   auto completed = json.date(at(Task::Static::TaskCompleteDate));
   task.setCompletedDate(completed ? DateUtils::createSimulatedDateFrom421(*completed)
                                   : std::nullopt);
 }
 
-// A patient's request is due the moment it is imported.
-void importDueDate(Task& task, const Members& json) {
+// A patient's request is due the moment it is imported. `type`: the one just
+// stored.
+void importDueDate(Task& task, TaskType type, const Members& json) {
   Date now = platform::Clock::now();
-  if (task.typeEnum() == TaskType::PatientRequest) {
+  if (type == TaskType::PatientRequest) {
     task.setDueDate(now);
   } else {
     task.setDueDate(movedOntoToday(json.dateValue(at(Task::Static::TaskDueDate))));
@@ -62,17 +64,20 @@ Task* Task::create(const JSON& json) {
     task->setPatient(Patient::create(members.view(at(Task::Static::TaskPatient))));
   task->setValueAt(kCreatedDate,
                    movedOntoToday(members.dateValue(at(Task::Static::TaskCreateDate))));
-  task->setTypeEnum(fromRawValue<orbelin::TaskType>(members.intValue(at(Task::Static::TaskType)))
-                        .value_or(TaskType::Undefined));
-  task->setStatusEnum(
+  const TaskType type =
+      fromRawValue<orbelin::TaskType>(members.intValue(at(Task::Static::TaskType)))
+          .value_or(TaskType::Undefined);
+  task->setTypeEnum(type);
+  const TaskStatus status =
       fromRawValue<orbelin::TaskStatus>(members.intValue(at(Task::Static::TaskStatus)))
-          .value_or(TaskStatus::Normal));
-  importCompletedDate(*task, members);
+          .value_or(TaskStatus::Normal);
+  task->setStatusEnum(status);
+  importCompletedDate(*task, status, members);
   task->setValueAt(kStatusDescription,
                    members.stringValue(at(Task::Static::TASK_STATUS_DESCRIPTION)));
   task->setValueAt(kText, members.stringValue(at(Task::Static::TaskText)));
   task->setValueAt(kStaffId, members.intValue(at(Task::Static::TaskStaffId)));
-  importDueDate(*task, members);
+  importDueDate(*task, type, members);
   return task;
 }
 
