@@ -66,6 +66,7 @@ ManagedObject* ManagedObjectContext::Impl::insert(const EntityDescription& entit
 }
 
 void ManagedObjectContext::Impl::markChanged(ManagedObject* object) {
+  fire(object);  // the snapshot needs the values as stored
   std::uint8_t& flags = ObjectAccess::flags(*object);
   if (flags & (detail::kInserted | detail::kUpdated | detail::kDeleted)) return;
   if (!attached(object, owner)) return;
@@ -112,6 +113,56 @@ void ManagedObjectContext::Impl::ensureLoaded(ManagedObject* object) {
   }
 }
 
+void ManagedObjectContext::Impl::turnIntoFault(ManagedObject* object, Fault kind) {
+  constexpr std::uint8_t kChanged = detail::kInserted | detail::kUpdated | detail::kDeleted;
+  if (ObjectAccess::flags(*object) & kChanged) return;
+  if (!store() || !attached(object, owner) || ObjectAccess::primaryKey(*object) <= 0) return;
+  auto& digests = ObjectAccess::digests(*object);
+  if (kind == Fault::Fresh) digests.reset();
+  if (ObjectAccess::has(*object, detail::kFault)) return;
+  auto& values = ObjectAccess::values(*object);
+  if (kind == Fault::Remembering && !digests) {
+    // Digests of values newer than the version would hide what changed.
+    const auto& attributes = object->entity().attributes();
+    digests = std::make_unique<std::uint64_t[]>(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i)
+      digests[i] = detail::storedDigest(values[i], attributes[i].type);
+  }
+  std::vector<Value>().swap(values);  // returns the memory
+  ObjectAccess::flags(*object) |= detail::kFault;
+}
+
+void ManagedObjectContext::Impl::fill(ManagedObject* object) {
+  ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kFault);
+  bool found = false;
+  if (detail::Store* s = store()) {
+    std::lock_guard storeLock(coordinator->storeMutex());
+    s->loadRow(object->entity(), ObjectAccess::primaryKey(*object),
+               [&](std::int64_t, const detail::RowReader& row) {
+                 found = true;
+                 fillFromRow(object, row);
+               });
+  }
+  // The row went with a deletion not merged here yet: nil values, as the
+  // object will read once the deletion arrives.
+  if (!found) ObjectAccess::values(*object).resize(object->entity().attributes().size());
+}
+
+void ManagedObjectContext::Impl::fillFromRow(ManagedObject* object, const detail::RowReader& row) {
+  auto& values = ObjectAccess::values(*object);
+  const std::size_t count = object->entity().attributes().size();
+  values.clear();
+  values.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) values.push_back(row.value(i));
+  ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kFault);
+  // A remembering fault whose row moved on keeps its version and digests:
+  // the values in hand are newer than what was last read here.
+  auto& digests = ObjectAccess::digests(*object);
+  if (digests && row.version() != ObjectAccess::version(*object)) return;
+  digests.reset();
+  ObjectAccess::version(*object) = row.version();
+}
+
 ManagedObject* ManagedObjectContext::Impl::materialize(const EntityDescription& entity,
                                                        std::int64_t primaryKey) {
   if (ManagedObject* found = registered.find({&entity, primaryKey})) return found;
@@ -130,11 +181,7 @@ ManagedObject* ManagedObjectContext::Impl::registerRow(const EntityDescription& 
                                                        const detail::RowReader& row) {
   std::unique_ptr<ManagedObject> object = entity.makeObject();
   ObjectAccess::attach(*object, entity, owner, primaryKey, false);
-  auto& values = ObjectAccess::values(*object);
-  const std::size_t count = entity.attributes().size();
-  values.reserve(count);
-  for (std::size_t i = 0; i < count; ++i) values.push_back(row.value(i));
-  ObjectAccess::version(*object) = row.version();
+  fillFromRow(object.get(), row);
   ManagedObject* raw = object.get();
   registered.add(std::move(object));
   return raw;
@@ -272,22 +319,26 @@ void ManagedObjectContext::Impl::restore(ManagedObject* object, const Snapshot& 
 }
 
 void ManagedObjectContext::Impl::refresh(ManagedObject* object) {
-  detail::Store* s = store();
-  if (!s) return;
-  bool found = false;
-  {
-    std::lock_guard storeLock(coordinator->storeMutex());
-    s->loadRow(object->entity(), ObjectAccess::primaryKey(*object),
-               [&](std::int64_t, const detail::RowReader& row) {
-                 found = true;
-                 auto& values = ObjectAccess::values(*object);
-                 for (std::size_t i = 0; i < values.size(); ++i) values[i] = row.value(i);
-                 ObjectAccess::version(*object) = row.version();
-               });
-  }
-  if (!found) {
-    forget(object);
-    return;
+  if (ObjectAccess::has(*object, detail::kFault)) {
+    // Nothing read since the fault: it takes the row as it is when it fires.
+    turnIntoFault(object, Fault::Fresh);
+  } else if (detail::Store* s = store()) {
+    // Read now, so that what this context shows is the stored state from
+    // here on and a later change elsewhere still conflicts with its own.
+    ObjectAccess::digests(*object).reset();
+    bool found = false;
+    {
+      std::lock_guard storeLock(coordinator->storeMutex());
+      s->loadRow(object->entity(), ObjectAccess::primaryKey(*object),
+                 [&](std::int64_t, const detail::RowReader& row) {
+                   found = true;
+                   fillFromRow(object, row);
+                 });
+    }
+    if (!found) {
+      forget(object);
+      return;
+    }
   }
   // Relationships are read again from the store on next use.
   for (auto& slot : ObjectAccess::relations(*object)) detail::slotClear(slot);
@@ -301,6 +352,7 @@ detail::ObjectUpdate ManagedObjectContext::Impl::changesOf(ManagedObject* object
   if (it == originals.end()) return update;
   const Snapshot& snapshot = it->second;
   update.originals = &snapshot.values;
+  update.digests = ObjectAccess::digests(*object).get();
   const auto& values = ObjectAccess::values(*object);
   for (std::size_t i = 0; i < values.size(); ++i)
     if (!(values[i] == snapshot.values[i])) update.attributes.push_back(i);
@@ -366,6 +418,7 @@ void ManagedObjectContext::Impl::mergeKeepingChanges(ManagedObject* object) {
   }
   snapshot.values = std::move(stored);
   ObjectAccess::version(*object) = version;
+  ObjectAccess::digests(*object).reset();  // the stored state is now the state as read
   if (!ObjectAccess::has(*object, detail::kRelationsLoaded)) return;  // loaded fresh on use
   auto targets = storedRelations(object);
   if (!targets) return;
@@ -629,6 +682,13 @@ Status ManagedObjectContext::save() {
     // Rows that another store had changed meanwhile now hold both saves:
     // read them back, so this context shows what the file holds.
     for (ManagedObject* o : refetch) impl_->refresh(o);
+    // What was just written is in the file: the objects give their values
+    // back and read them again if they are used again.
+    for (ManagedObject* o : changes.inserted) impl_->turnIntoFault(o, Impl::Fault::Remembering);
+    for (const detail::ObjectUpdate& update : changes.updated) {
+      ObjectAccess::digests(*update.object).reset();  // written at the version just set
+      impl_->turnIntoFault(update.object, Impl::Fault::Remembering);
+    }
     info.coordinator = impl_->coordinator;
   }
   // Posted without the lock, so observers can merge into other contexts.
@@ -696,6 +756,7 @@ Result<std::vector<ManagedObject*>> ManagedObjectContext::fetch(const FetchReque
     auto status =
         store->fetchRows(*entity, query, [&](std::int64_t key, const detail::RowReader& row) {
           ManagedObject* found = registered.find({entity, key});
+          if (found && ObjectAccess::has(*found, detail::kFault)) impl_->fillFromRow(found, row);
           candidates.push_back(found ? found : impl_->registerRow(*entity, key, row));
         });
     if (!status) return status.error();
@@ -776,6 +837,16 @@ void ManagedObjectContext::mergeChanges(const platform::Notification& didSave) {
   for (const ObjectID& id : info->deleted)
     if (ManagedObject* found = registered.find(id)) gone.push_back(found);
   impl_->forgetAll(gone);
+}
+
+void ManagedObjectContext::refreshObject(ManagedObject* object) {
+  if (!object) return;
+  std::lock_guard lock(impl_->mutex);
+  constexpr std::uint8_t kChanged = detail::kInserted | detail::kUpdated | detail::kDeleted;
+  if (!attached(object, this) || (ObjectAccess::flags(*object) & kChanged)) return;
+  impl_->turnIntoFault(object, Impl::Fault::Fresh);
+  for (auto& slot : ObjectAccess::relations(*object)) detail::slotClear(slot);
+  ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kRelationsLoaded);
 }
 
 std::size_t ManagedObjectContext::registeredCount() const {

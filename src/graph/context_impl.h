@@ -50,6 +50,19 @@ struct ManagedObjectContext::Impl {
   void markChanged(ManagedObject* object);
   // Loads the relationships of a saved object from the store, once.
   void ensureLoaded(ManagedObject* object);
+  // Drops the values of a saved object without changes; fire() reads them
+  // again. Relationships stay as they are. A fault that remembers keeps
+  // digests of the values dropped, so a later save still notices what
+  // another connection changed since they were read; a fresh one takes
+  // whatever the row holds when it fires, as a merge does.
+  enum class Fault { Remembering, Fresh };
+  void turnIntoFault(ManagedObject* object, Fault kind);
+  void fire(ManagedObject* object) {
+    if (detail::ObjectAccess::has(*object, detail::kFault)) fill(object);
+  }
+  // Gives a fault the values of its row.
+  void fill(ManagedObject* object);
+  void fillFromRow(ManagedObject* object, const detail::RowReader& row);
   // The registered object, else one made from its stored row, else null.
   ManagedObject* materialize(const EntityDescription& entity, std::int64_t primaryKey);
   ManagedObject* registerRow(const EntityDescription& entity, std::int64_t primaryKey,

@@ -78,6 +78,9 @@ bool ManagedObject::isUpdated() const {
            !ObjectAccess::has(*this, detail::kDeleted);
   });
 }
+bool ManagedObject::isFault() const {
+  return locked(*this, [this](auto*) { return ObjectAccess::has(*this, detail::kFault); });
+}
 bool ManagedObject::isDeleted() const {
   return locked(*this, [this](auto*) { return ObjectAccess::has(*this, detail::kDeleted); });
 }
@@ -97,13 +100,15 @@ bool ManagedObject::setValue(std::string_view key, Value value) {
 }
 
 Value ManagedObject::valueAt(std::size_t attributeIndex) const {
-  return locked(*this, [&](auto*) {
+  return locked(*this, [&](ManagedObjectContext::Impl* impl) {
+    if (impl) impl->fire(const_cast<ManagedObject*>(this));
     return attributeIndex < values_.size() ? values_[attributeIndex] : Value();
   });
 }
 
 void ManagedObject::setValueAt(std::size_t attributeIndex, Value value) {
   locked(*this, [&](ManagedObjectContext::Impl* impl) {
+    if (impl) impl->fire(this);
     if (attributeIndex >= values_.size()) return;
     if (impl) impl->markChanged(this);
     values_[attributeIndex] = std::move(value);

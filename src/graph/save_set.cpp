@@ -1,6 +1,9 @@
 // What a save writes: the differences between an object's state as last
 // read and its state now.
 
+#include <boost/json/serialize.hpp>
+#include <functional>
+#include <string_view>
 #include <unordered_map>
 
 #include "graph/store.h"
@@ -57,6 +60,40 @@ bool sameStoredValue(const Value& a, const Value& b, AttributeType type) {
   if (a.isNil() || b.isNil()) return a.isNil() && b.isNil();
   if (type == AttributeType::Boolean) return a.boolValue() == b.boolValue();
   return a == b;
+}
+
+std::uint64_t storedDigest(const Value& value, AttributeType type) {
+  using K = Value::Kind;
+  auto mix = [&value](std::uint64_t hash) {
+    return hash * 0x9e3779b97f4a7c15ULL + static_cast<std::uint64_t>(value.kind());
+  };
+  auto text = [](std::string_view bytes) { return std::hash<std::string_view>()(bytes); };
+  auto number = [](double x) {
+    if (x == 0) x = 0;  // -0.0 equals 0.0
+    return std::hash<double>()(x);
+  };
+  if (value.isNil()) return 0x51ed27a1;
+  if (type == AttributeType::Boolean) return value.boolValue() ? 0x7e1 : 0xf0;
+  switch (value.kind()) {
+    case K::String:
+      return mix(text(*value.string()));
+    case K::Integer:
+    case K::Double:  // an integer equals a double of its value
+      return number(value.doubleValue()) * 31 + 7;
+    case K::Boolean:
+      return value.boolValue() ? 0x7e1 : 0xf0;
+    case K::Date:
+      return mix(number(secondsSince1970(*value.date())));
+    case K::Binary: {
+      const Bytes& bytes = *value.binary();
+      return mix(text({reinterpret_cast<const char*>(bytes.data()), bytes.size()}));
+    }
+    case K::Transformable:
+      return mix(text(boost::json::serialize(*value.transformable())));
+    case K::Nil:
+      break;
+  }
+  return 0x51ed27a1;
 }
 
 }  // namespace orbelin::graph::detail

@@ -897,8 +897,9 @@ class SQLiteStore : public Store {
     for (std::size_t i : update.attributes) {
       Value stored = readColumn(row, static_cast<int>(i) + 1, entity.attributes()[i].type);
       AttributeType type = entity.attributes()[i].type;
-      if (!sameStoredValue(stored, (*update.originals)[i], type) &&
-          !sameStoredValue(stored, values[i], type))
+      bool changedThere = update.digests ? storedDigest(stored, type) != update.digests[i]
+                                         : !sameStoredValue(stored, (*update.originals)[i], type);
+      if (changedThere && !sameStoredValue(stored, values[i], type))
         add(entity.attributes()[i].name);
     }
     const EntitySQL& e = sql(entity);

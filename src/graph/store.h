@@ -49,8 +49,11 @@ struct RelationChange {
 struct ObjectUpdate {
   ManagedObject* object = nullptr;
   const std::vector<Value>* originals = nullptr;  // attribute values as last read
-  std::vector<std::size_t> attributes;            // changed attribute indices
-  std::vector<RelationChange> relations;          // changed relationships
+  // When set, the attribute values as last read are known by these digests
+  // only (storedDigest), and `originals` may be newer than the version.
+  const std::uint64_t* digests = nullptr;
+  std::vector<std::size_t> attributes;    // changed attribute indices
+  std::vector<RelationChange> relations;  // changed relationships
 };
 
 // What one save writes. Objects are read through ObjectAccess.
@@ -73,6 +76,9 @@ MemberDiff diffMembers(const std::vector<ManagedObject*>& before,
 // Whether two values of an attribute are stored as the same column value
 // (a truth value set as 1 and read back as true are the same).
 bool sameStoredValue(const Value& a, const Value& b, AttributeType type);
+// A digest of a value as stored: equal for values that sameStoredValue
+// calls the same.
+std::uint64_t storedDigest(const Value& value, AttributeType type);
 
 // Callers hold the coordinator's store mutex around every call.
 class Store {

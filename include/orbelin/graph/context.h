@@ -136,6 +136,12 @@ class ManagedObjectContext {
   // coordinators, and this context's own, are ignored.
   void mergeChanges(const platform::Notification& didSave);
 
+  // Turns an object of this context without unsaved changes into a fault:
+  // its values and relationships are read from the store again on next use,
+  // so it shows what another coordinator or process saved since. Objects
+  // with changes, and objects of other contexts, are left as they are.
+  void refreshObject(ManagedObject* object);
+
   // Number of registered (attached) objects.
   std::size_t registeredCount() const;
 

@@ -98,6 +98,13 @@ class RelationshipSet {
 // detached (context() becomes null) but stays readable until the context is
 // destroyed or reset(). Never delete an object yourself.
 //
+// Faults: a save turns the objects it wrote into faults, and a merge does
+// the same to the objects another context changed. A fault has dropped its
+// attribute values (their memory is returned) and reads them from the store
+// on first use, so it shows what the file holds then; its pointer, identity
+// and loaded relationships stay. Objects with unsaved changes are never
+// faults. A fault whose row is gone reads as nil.
+//
 // Thread safety: an object follows its context. Each accessor takes the
 // context's lock, so one call never races a save, fetch or merge of that
 // context, but a sequence of calls is not atomic: fill an object from one
@@ -126,6 +133,7 @@ class ManagedObject {
   bool isInserted() const;  // inserted and not yet saved
   bool isUpdated() const;   // changed since the last save or fetch
   bool isDeleted() const;   // deleted and not yet saved
+  bool isFault() const;     // values not read since the last save or merge
   bool hasChanges() const { return isInserted() || isUpdated() || isDeleted(); }
 
   // The attribute that identifies objects of this class to the outside (a
@@ -167,6 +175,9 @@ class ManagedObject {
   std::uint8_t flags_ = 0;
   std::vector<Value> values_;
   std::vector<detail::RelationSlot> relations_;
+  // Set while the values in hand may be newer than version_: a digest per
+  // attribute of the values as they stood at version_.
+  std::unique_ptr<std::uint64_t[]> digests_;
 };
 
 }  // namespace orbelin::graph
