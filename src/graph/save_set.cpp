@@ -65,7 +65,7 @@ bool sameStoredValue(const Value& a, const Value& b, AttributeType type) {
 std::uint64_t storedDigest(const Value& value, AttributeType type) {
   using K = Value::Kind;
   auto mix = [&value](std::uint64_t hash) {
-    return hash * 0x9e3779b97f4a7c15ULL + static_cast<std::uint64_t>(value.kind());
+    return hash * 0x9e3779b97f4a7c15ULL + static_cast<unsigned>(value.kind());
   };
   auto text = [](std::string_view bytes) { return std::hash<std::string_view>()(bytes); };
   auto number = [](double x) {
