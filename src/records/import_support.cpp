@@ -1,5 +1,9 @@
 #include "records/import_support.h"
 
+#include <array>
+#include <cstring>
+#include <string_view>
+
 #include "orbelin/stack/core_data_stack.h"
 
 namespace orbelin::records_detail {
@@ -19,6 +23,46 @@ ImportScope::~ImportScope() {
 
 bool ImportScope::nestedAllowed() const {
   return importDepth < kMaxNestedImportDepth;
+}
+
+namespace {
+
+// Dates read from text, remembered by their text: a reply repeats the same
+// few dates many times (every task carries its patient's). The reading is
+// a function of the text alone, so a remembered result is the same result.
+class DateTexts {
+ public:
+  OptionalDate read(std::string_view text) {
+    if (text.size() > kLongest) return TamberNetworking::parseISO8601Date(text);
+    std::uint32_t hash = 2166136261u;  // FNV-1a
+    for (char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
+    Entry& entry = entries_[hash % entries_.size()];
+    if (entry.length == text.size() && std::string_view(entry.text, entry.length) == text)
+      return entry.date;
+    entry.date = TamberNetworking::parseISO8601Date(text);
+    std::memcpy(entry.text, text.data(), text.size());
+    entry.length = text.size();
+    return entry.date;
+  }
+
+ private:
+  static constexpr std::size_t kLongest = 40;
+  struct Entry {
+    char text[kLongest];
+    std::size_t length = kLongest + 1;  // matches no text
+    OptionalDate date;
+  };
+  std::array<Entry, 64> entries_{};
+};
+
+}  // namespace
+
+OptionalDate Members::date(std::size_t key) const {
+  const boost::json::value* node = found_[key];
+  if (node == nullptr || !node->is_string()) return TamberNetworking::detail::dateOf(node);
+  thread_local DateTexts texts;
+  const auto& text = node->get_string();
+  return texts.read(std::string_view(text.data(), text.size()));
 }
 
 Members::Members(const TamberNetworking::JSON& json, std::span<const std::string_view> keys,

@@ -71,7 +71,7 @@ class Members {
   std::int64_t intValue(std::size_t key) const {
     return TamberNetworking::detail::intValueOf(found_[key]);
   }
-  OptionalDate date(std::size_t key) const { return TamberNetworking::detail::dateOf(found_[key]); }
+  OptionalDate date(std::size_t key) const;
   Date dateValue(std::size_t key) const { return date(key).value_or(Date()); }
   // A view of the member, for imports of nested records.
   TamberNetworking::JSON view(std::size_t key) const {
