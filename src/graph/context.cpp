@@ -122,7 +122,9 @@ void ManagedObjectContext::Impl::turnIntoFault(ManagedObject* object, Fault kind
   if (ObjectAccess::has(*object, detail::kFault)) return;
   auto& values = ObjectAccess::values(*object);
   if (kind == Fault::Remembering && !digests) {
-    // Digests of values newer than the version would hide what changed.
+    // An object that has digests already holds values newer than its
+    // version: its digests stay those of the version, or a save would miss
+    // what changed in between.
     const auto& attributes = object->entity().attributes();
     digests = std::make_unique<std::uint64_t[]>(values.size());
     for (std::size_t i = 0; i < values.size(); ++i)
