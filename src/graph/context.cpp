@@ -136,18 +136,27 @@ void ManagedObjectContext::Impl::turnIntoFault(ManagedObject* object, Fault kind
 
 void ManagedObjectContext::Impl::fill(ManagedObject* object) {
   ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kFault);
-  bool found = false;
-  if (detail::Store* s = store()) {
-    std::lock_guard storeLock(coordinator->storeMutex());
-    s->loadRow(object->entity(), ObjectAccess::primaryKey(*object),
-               [&](std::int64_t, const detail::RowReader& row) {
-                 found = true;
-                 fillFromRow(object, row);
-               });
-  }
   // The row went with a deletion not merged here yet: nil values, as the
   // object will read once the deletion arrives.
-  if (!found) ObjectAccess::values(*object).resize(object->entity().attributes().size());
+  if (!readRow(object)) ObjectAccess::values(*object).resize(object->entity().attributes().size());
+}
+
+bool ManagedObjectContext::Impl::readRow(ManagedObject* object) {
+  detail::Store* s = store();
+  if (!s) return false;
+  bool found = false;
+  std::lock_guard storeLock(coordinator->storeMutex());
+  s->loadRow(object->entity(), ObjectAccess::primaryKey(*object),
+             [&](std::int64_t, const detail::RowReader& row) {
+               found = true;
+               fillFromRow(object, row);
+             });
+  return found;
+}
+
+void ManagedObjectContext::Impl::unloadRelations(ManagedObject* object) {
+  for (auto& slot : ObjectAccess::relations(*object)) detail::slotClear(slot);
+  ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kRelationsLoaded);
 }
 
 void ManagedObjectContext::Impl::fillFromRow(ManagedObject* object, const detail::RowReader& row) {
@@ -324,27 +333,16 @@ void ManagedObjectContext::Impl::refresh(ManagedObject* object) {
   if (ObjectAccess::has(*object, detail::kFault)) {
     // Nothing read since the fault: it takes the row as it is when it fires.
     turnIntoFault(object, Fault::Fresh);
-  } else if (detail::Store* s = store()) {
+  } else if (store()) {
     // Read now, so that what this context shows is the stored state from
     // here on and a later change elsewhere still conflicts with its own.
     ObjectAccess::digests(*object).reset();
-    bool found = false;
-    {
-      std::lock_guard storeLock(coordinator->storeMutex());
-      s->loadRow(object->entity(), ObjectAccess::primaryKey(*object),
-                 [&](std::int64_t, const detail::RowReader& row) {
-                   found = true;
-                   fillFromRow(object, row);
-                 });
-    }
-    if (!found) {
+    if (!readRow(object)) {
       forget(object);
       return;
     }
   }
-  // Relationships are read again from the store on next use.
-  for (auto& slot : ObjectAccess::relations(*object)) detail::slotClear(slot);
-  ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kRelationsLoaded);
+  unloadRelations(object);  // read again from the store on next use
 }
 
 detail::ObjectUpdate ManagedObjectContext::Impl::changesOf(ManagedObject* object) const {
@@ -847,8 +845,7 @@ void ManagedObjectContext::refreshObject(ManagedObject* object) {
   constexpr std::uint8_t kChanged = detail::kInserted | detail::kUpdated | detail::kDeleted;
   if (!attached(object, this) || (ObjectAccess::flags(*object) & kChanged)) return;
   impl_->turnIntoFault(object, Impl::Fault::Fresh);
-  for (auto& slot : ObjectAccess::relations(*object)) detail::slotClear(slot);
-  ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kRelationsLoaded);
+  impl_->unloadRelations(object);
 }
 
 std::size_t ManagedObjectContext::registeredCount() const {

@@ -63,6 +63,10 @@ struct ManagedObjectContext::Impl {
   // Gives a fault the values of its row.
   void fill(ManagedObject* object);
   void fillFromRow(ManagedObject* object, const detail::RowReader& row);
+  // fillFromRow from the store; false when the row is gone or there is no store.
+  bool readRow(ManagedObject* object);
+  // Relationships are read again from the store on next use.
+  void unloadRelations(ManagedObject* object);
   // The registered object, else one made from its stored row, else null.
   ManagedObject* materialize(const EntityDescription& entity, std::int64_t primaryKey);
   ManagedObject* registerRow(const EntityDescription& entity, std::int64_t primaryKey,

@@ -52,13 +52,22 @@ ManagedObject* storedPatient(ManagedObjectContext& context) {
   return patient;
 }
 
-TEST(FaultTest, ASavedObjectReadsBackEveryValueAndKeepsItsRelationships) {
+// A patient with a ward and a task, saved in a fresh store file.
+class FaultTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    patient = storedPatient(stack.context);
+    ASSERT_FALSE(patient->isFault());
+    ASSERT_TRUE(stack.context.save().ok());
+  }
   test::TempDir dir;
-  Stack stack(dir.path() / "Faults.sqlite");
-  ManagedObject* patient = storedPatient(stack.context);
+  const fs::path file = dir.path() / "Faults.sqlite";
+  Stack stack{file};
+  ManagedObject* patient = nullptr;
+};
+
+TEST_F(FaultTest, ASavedObjectReadsBackEveryValueAndKeepsItsRelationships) {
   ManagedObject* ward = patient->object("ward");
-  ASSERT_FALSE(patient->isFault());
-  ASSERT_TRUE(stack.context.save().ok());
 
   EXPECT_TRUE(patient->isFault());
   EXPECT_TRUE(ward->isFault());
@@ -80,12 +89,8 @@ TEST(FaultTest, ASavedObjectReadsBackEveryValueAndKeepsItsRelationships) {
   EXPECT_FALSE(stack.context.hasChanges());  // reading a fault changes nothing
 }
 
-TEST(FaultTest, AFaultReadsWhatAnotherContextSavedWithOrWithoutAMerge) {
-  test::TempDir dir;
-  fs::path file = dir.path() / "Faults.sqlite";
-  Stack main(file);
-  ManagedObject* patient = storedPatient(main.context);
-  ASSERT_TRUE(main.context.save().ok());
+TEST_F(FaultTest, AFaultReadsWhatAnotherContextSavedWithOrWithoutAMerge) {
+  Stack& main = stack;
   ASSERT_EQ(patient->value("age").integer(), 71);
 
   // A second context on the same coordinator changes the patient, read
@@ -120,11 +125,7 @@ TEST(FaultTest, AFaultReadsWhatAnotherContextSavedWithOrWithoutAMerge) {
   EXPECT_EQ(patient->value("age").integer(), 72);
 }
 
-TEST(FaultTest, ChangesToAFaultSaveOnlyWhatChangedAndRollBackToTheFile) {
-  test::TempDir dir;
-  Stack stack(dir.path() / "Faults.sqlite");
-  ManagedObject* patient = storedPatient(stack.context);
-  ASSERT_TRUE(stack.context.save().ok());
+TEST_F(FaultTest, ChangesToAFaultSaveOnlyWhatChangedAndRollBackToTheFile) {
   ASSERT_TRUE(patient->isFault());
 
   patient->setValue("age", 80);
@@ -141,12 +142,8 @@ TEST(FaultTest, ChangesToAFaultSaveOnlyWhatChangedAndRollBackToTheFile) {
   EXPECT_EQ(patient->value("photo"), Value(Bytes{0, 1, 255}));
 }
 
-TEST(FaultTest, AFaultStillRefusesAChangeToWhatAnotherStoreChangedSinceItWasRead) {
-  test::TempDir dir;
-  fs::path file = dir.path() / "Faults.sqlite";
-  Stack here(file);
-  ManagedObject* patient = storedPatient(here.context);
-  ASSERT_TRUE(here.context.save().ok());
+TEST_F(FaultTest, AFaultStillRefusesAChangeToWhatAnotherStoreChangedSinceItWasRead) {
+  Stack& here = stack;
   ASSERT_TRUE(patient->isFault());
 
   Stack elsewhere(file);
@@ -174,13 +171,7 @@ TEST(FaultTest, AFaultStillRefusesAChangeToWhatAnotherStoreChangedSinceItWasRead
   EXPECT_EQ(read->value("firstName"), Value("Ellie"));
 }
 
-TEST(FaultTest, FetchesFillFaultsAndAFaultWhoseRowIsGoneReadsNil) {
-  test::TempDir dir;
-  fs::path file = dir.path() / "Faults.sqlite";
-  Stack stack(file);
-  ManagedObject* patient = storedPatient(stack.context);
-  ASSERT_TRUE(stack.context.save().ok());
-
+TEST_F(FaultTest, FetchesFillFaultsAndAFaultWhoseRowIsGoneReadsNil) {
   FetchRequest request("Patient");
   request.setPredicate(Predicate::equal("id", 45));
   request.setSortDescriptors({{"firstName", true}});
