@@ -73,8 +73,10 @@ void ManagedObjectContext::Impl::markChanged(ManagedObject* object) {
   Snapshot snapshot;
   snapshot.values = ObjectAccess::values(*object);
   snapshot.flags = flags & detail::kRelationsLoaded;
-  for (const auto& slot : ObjectAccess::relations(*object))
-    snapshot.relations.push_back({slot.toOne, slot.members});
+  snapshot.relations.resize(object->entity().relationships().size());
+  auto made = ObjectAccess::madeRelations(*object);
+  for (std::size_t i = 0; i < made.size(); ++i)
+    snapshot.relations[i] = {made[i].toOne, made[i].members};
   originals.emplace(object, std::move(snapshot));
   flags |= detail::kUpdated;
   updatedList.push_back(object);
@@ -92,7 +94,7 @@ void ManagedObjectContext::Impl::ensureLoaded(ManagedObject* object) {
     if (!s->loadRelations(object->entity(), ObjectAccess::primaryKey(*object), targets)) return;
   }
   const auto& relationships = object->entity().relationships();
-  auto& slots = ObjectAccess::relations(*object);
+  auto slots = ObjectAccess::relations(*object);
   for (std::size_t i = 0; i < relationships.size() && i < targets.size(); ++i) {
     for (std::int64_t key : targets[i]) {
       ManagedObject* target = materialize(*relationships[i].destination, key);
@@ -155,7 +157,7 @@ bool ManagedObjectContext::Impl::readRow(ManagedObject* object) {
 }
 
 void ManagedObjectContext::Impl::unloadRelations(ManagedObject* object) {
-  for (auto& slot : ObjectAccess::relations(*object)) detail::slotClear(slot);
+  ObjectAccess::dropRelations(*object);
   ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kRelationsLoaded);
 }
 
@@ -318,7 +320,7 @@ void ManagedObjectContext::Impl::detach(ManagedObject* object) {
 
 void ManagedObjectContext::Impl::restore(ManagedObject* object, const Snapshot& snapshot) {
   ObjectAccess::values(*object) = snapshot.values;
-  auto& slots = ObjectAccess::relations(*object);
+  auto slots = ObjectAccess::relations(*object);
   for (std::size_t i = 0; i < slots.size() && i < snapshot.relations.size(); ++i) {
     detail::slotClear(slots[i]);
     ManagedObject* toOne = snapshot.relations[i].toOne;
@@ -359,7 +361,7 @@ detail::ObjectUpdate ManagedObjectContext::Impl::changesOf(ManagedObject* object
   if (!ObjectAccess::has(*object, detail::kRelationsLoaded) ||
       !(snapshot.flags & detail::kRelationsLoaded))
     return update;  // relationships never loaded here cannot have changed
-  const auto& slots = ObjectAccess::relations(*object);
+  const auto slots = ObjectAccess::relations(*object);
   for (std::size_t i = 0; i < slots.size(); ++i) {
     const RelationSnapshot& before = snapshot.relations[i];
     if (slots[i].toOne != before.toOne)
@@ -422,7 +424,7 @@ void ManagedObjectContext::Impl::mergeKeepingChanges(ManagedObject* object) {
   if (!ObjectAccess::has(*object, detail::kRelationsLoaded)) return;  // loaded fresh on use
   auto targets = storedRelations(object);
   if (!targets) return;
-  auto& slots = ObjectAccess::relations(*object);
+  auto slots = ObjectAccess::relations(*object);
   for (std::size_t i = 0; i < slots.size(); ++i) {
     const auto change = std::find_if(local.relations.begin(), local.relations.end(),
                                      [i](const auto& c) { return c.index == i; });
@@ -450,13 +452,13 @@ void ManagedObjectContext::Impl::mergeKeepingChanges(ManagedObject* object) {
   }
 }
 
-void ManagedObjectContext::Impl::assignPermanentKeys(const std::vector<ManagedObject*>& inserted) {
-  for (ManagedObject* object : inserted) {
-    if (ObjectAccess::primaryKey(*object) > 0) continue;
-    std::int64_t key = coordinator->nextPrimaryKey(object->entity());
-    if (key <= 0) continue;  // still none: the store refuses the save
-    std::unique_ptr<ManagedObject> owned = registered.take(object->objectID());
-    ObjectAccess::setPrimaryKey(*object, key);
+void ManagedObjectContext::Impl::settleKeys(const detail::SaveSet& changes, bool saved) {
+  for (auto [object, temporary] : changes.replacedKeys) {
+    if (!saved) {
+      ObjectAccess::setPrimaryKey(*object, temporary);
+      continue;
+    }
+    std::unique_ptr<ManagedObject> owned = registered.take({&object->entity(), temporary});
     registered.add(std::move(owned));
   }
 }
@@ -649,12 +651,14 @@ Status ManagedObjectContext::save() {
       if (auto status = impl_->validate(update.object); !status) return status;
     detail::Store* store = impl_->store();
     if (!store) return persistenceError(2, "The context has no persistent store to save to.");
-    impl_->assignPermanentKeys(changes.inserted);
+    changes.keys = impl_->coordinator->keyRequests(changes.inserted);
     std::vector<ManagedObject*> refetch;
     Status saved = [&] {
       std::lock_guard storeLock(impl_->coordinator->storeMutex());
       return store->save(changes, refetch);
     }();
+    impl_->settleKeys(changes, saved.ok());
+    if (saved) impl_->coordinator->adoptSpareKeys(changes.keys);
     if (!saved) {
       // The objects now know what the file holds: kept changes on top of
       // it, so a rollback shows the stored state and a new save decides

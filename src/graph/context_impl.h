@@ -99,8 +99,9 @@ struct ManagedObjectContext::Impl {
   void mergeKeepingChanges(ManagedObject* object);
   // Loads the stored members of each relationship: null where the row is gone.
   std::optional<std::vector<std::vector<ManagedObject*>>> storedRelations(ManagedObject* object);
-  // Replaces temporary keys of inserted objects by permanent ones.
-  void assignPermanentKeys(const std::vector<ManagedObject*>& inserted);
+  // After a save: the registry follows the keys it gave, or a failed save's
+  // objects get their temporary keys back.
+  void settleKeys(const detail::SaveSet& changes, bool saved);
   void forget(ManagedObject* object);  // drops a deleted-elsewhere object from loaded neighbours
   // forget for many objects, with at most one pass over the registry.
   void forgetAll(const std::vector<ManagedObject*>& objects);

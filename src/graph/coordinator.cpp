@@ -52,20 +52,38 @@ std::int64_t PersistentStoreCoordinator::nextPrimaryKey(const EntityDescription&
   std::lock_guard keysLock(keysMutex_);
   KeyBlock& block = keys_[entity.position()];
   if (block.next < block.limit) return block.next++;
-  detail::Store* store = this->store();
-  // Without a store nothing tells which keys are free: temporary until saved.
-  if (!store) return --temporaryKey_;
-  const std::int64_t size = std::clamp(block.size * 2, kFirstBlock, kLargestBlock);
-  Result<std::int64_t> first = [&] {
-    std::lock_guard lock(storeMutex_);
-    return store->reserveKeys(entity, size);
-  }();
-  std::int64_t limit = 0;
-  // A store that hands out keys at the top of int64 must not make the block
-  // wrap; the object then keeps a temporary key and its save fails.
-  if (!first || *first <= 0 || __builtin_add_overflow(*first, size, &limit)) return --temporaryKey_;
-  block = KeyBlock{*first + 1, limit, size};
-  return *first;
+  return --temporaryKey_;
+}
+
+std::vector<detail::KeyRequest> PersistentStoreCoordinator::keyRequests(
+    const std::vector<ManagedObject*>& inserted) {
+  std::vector<detail::KeyRequest> requests;
+  for (ManagedObject* object : inserted) {
+    if (object->objectID().primaryKey > 0) continue;
+    const EntityDescription* entity = &object->entity();
+    auto same = [entity](const detail::KeyRequest& r) { return r.entity == entity; };
+    auto it = std::find_if(requests.begin(), requests.end(), same);
+    if (it == requests.end()) it = requests.insert(it, detail::KeyRequest{entity, 0, 0, 0});
+    ++it->needed;
+  }
+  std::lock_guard keysLock(keysMutex_);
+  for (detail::KeyRequest& request : requests) {
+    const KeyBlock& block = keys_[request.entity->position()];
+    if (block.next >= block.limit)
+      request.spare = std::clamp(block.size * 2, kFirstBlock, kLargestBlock);
+  }
+  return requests;
+}
+
+void PersistentStoreCoordinator::adoptSpareKeys(const std::vector<detail::KeyRequest>& requests) {
+  std::lock_guard keysLock(keysMutex_);
+  for (const detail::KeyRequest& request : requests) {
+    KeyBlock& block = keys_[request.entity->position()];
+    // A block another save adopted meanwhile is kept; these keys are skipped.
+    if (request.spare == 0 || block.next < block.limit) continue;
+    const std::int64_t next = request.first + request.needed;
+    block = KeyBlock{next, next + request.spare, request.spare};
+  }
 }
 
 bool isIncompatibleStoreError(const Error& error) {

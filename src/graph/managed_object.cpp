@@ -135,7 +135,7 @@ ManagedObject* ManagedObject::objectAt(std::size_t relationshipIndex) const {
     const RelationshipDescription* r = relationshipAt(*this, relationshipIndex);
     if (!r || r->toMany) return nullptr;
     if (impl) impl->ensureLoaded(const_cast<ManagedObject*>(this));
-    return relations_[relationshipIndex].toOne;
+    return relations_ ? relations_[relationshipIndex].toOne : nullptr;
   });
 }
 

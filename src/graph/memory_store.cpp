@@ -44,14 +44,6 @@ class MemoryStore : public Store {
   explicit MemoryStore(const ManagedObjectModel& model)
       : tables_(model.entities().size()), nextKeys_(model.entities().size(), 1) {}
 
-  // One coordinator owns the store: a counter per entity is enough.
-  Result<std::int64_t> reserveKeys(const EntityDescription& entity, std::int64_t count) override {
-    std::int64_t& next = nextKeys_[entity.position()];
-    std::int64_t first = next;
-    next += count;
-    return first;
-  }
-
   // Every row: the context filters them.
   Status fetchRows(const EntityDescription& entity, const RowQuery&,
                    const RowVisitor& visit) override {
@@ -79,7 +71,14 @@ class MemoryStore : public Store {
   // One coordinator and no other connection: nothing can change a row
   // behind a context's back except its sibling contexts, whose changes to
   // other properties are kept by writing only what changed.
-  Status save(const SaveSet& changes, std::vector<ManagedObject*>&) override {
+  Status save(SaveSet& changes, std::vector<ManagedObject*>&) override {
+    // One coordinator owns the store: a counter per entity is enough.
+    for (KeyRequest& request : changes.keys) {
+      std::int64_t& next = nextKeys_[request.entity->position()];
+      request.first = next;
+      next += request.needed + request.spare;
+    }
+    giveReservedKeys(changes);
     for (ManagedObject* object : changes.inserted) {
       Row& row = tables_[object->entity().position()][ObjectAccess::primaryKey(*object)];
       row.values = ObjectAccess::values(*object);
@@ -101,7 +100,7 @@ class MemoryStore : public Store {
     Row& row = it->second;
     const auto& values = ObjectAccess::values(object);
     for (std::size_t i : update.attributes) row.values[i] = values[i];
-    const auto& slots = ObjectAccess::relations(object);
+    const auto slots = ObjectAccess::relations(object);
     row.relations.resize(slots.size());
     for (const RelationChange& change : update.relations) {
       auto& keys = row.relations[change.index];

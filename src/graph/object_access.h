@@ -3,6 +3,7 @@
 // Internal: reach into managed objects from the context and the stores.
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "orbelin/graph/context.h"
@@ -20,7 +21,19 @@ enum ObjectFlag : std::uint8_t {
 
 struct ObjectAccess {
   static std::vector<Value>& values(ManagedObject& o) { return o.values_; }
-  static std::vector<RelationSlot>& relations(ManagedObject& o) { return o.relations_; }
+  // The relationship slots, made on first use: most fetched objects are
+  // never asked for a relationship and never pay for them.
+  static std::span<RelationSlot> relations(ManagedObject& o) {
+    const std::size_t count = o.entity_ ? o.entity_->relationships().size() : 0;
+    if (!o.relations_ && count > 0) o.relations_ = std::make_unique<RelationSlot[]>(count);
+    return {o.relations_.get(), o.relations_ ? count : 0};
+  }
+  static void dropRelations(ManagedObject& o) { o.relations_.reset(); }
+  // The slots already made: empty when no relationship was used yet.
+  static std::span<const RelationSlot> madeRelations(const ManagedObject& o) {
+    if (!o.relations_) return {};
+    return {o.relations_.get(), o.entity_->relationships().size()};
+  }
   static std::uint8_t& flags(ManagedObject& o) { return o.flags_; }
   static bool has(const ManagedObject& o, std::uint8_t flag) { return (o.flags_ & flag) != 0; }
   static std::int64_t primaryKey(const ManagedObject& o) { return o.primaryKey_; }
@@ -39,7 +52,6 @@ struct ObjectAccess {
     o.context_.store(c, std::memory_order_release);
     o.primaryKey_ = primaryKey;
     if (sizeValues) o.values_.resize(entity.attributes().size());
-    o.relations_.resize(entity.relationships().size());
   }
   static ManagedObjectContext::Impl* impl(const ManagedObject& o) {
     ManagedObjectContext* c = o.context_.load(std::memory_order_acquire);

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "graph/object_access.h"
 #include "graph/store.h"
 
 namespace orbelin::graph::detail {
@@ -94,6 +95,18 @@ std::uint64_t storedDigest(const Value& value, AttributeType type) {
       break;
   }
   return 0x51ed27a1;
+}
+
+void giveReservedKeys(SaveSet& changes) {
+  for (KeyRequest& request : changes.keys) {
+    std::int64_t next = request.first;
+    for (ManagedObject* object : changes.inserted) {
+      std::int64_t key = ObjectAccess::primaryKey(*object);
+      if (key > 0 || &object->entity() != request.entity) continue;
+      changes.replacedKeys.emplace_back(object, key);
+      ObjectAccess::setPrimaryKey(*object, next++);
+    }
+  }
 }
 
 }  // namespace orbelin::graph::detail

@@ -312,11 +312,11 @@ class SQLiteStore : public Store {
     return Status::success();
   }
 
-  // Above both the reserved maximum and the largest key in the table, so
-  // that rows written without a reservation are never overwritten.
-  Result<std::int64_t> reserveKeys(const EntityDescription& entity, std::int64_t count) override {
-    if (!exec("BEGIN IMMEDIATE"))
-      return keyFailure(failure("reserve keys for " + entity.name()).error());
+  // Inside the save's transaction, so that a block costs no commit of its
+  // own. Above both the reserved maximum and the largest key in the table,
+  // so that rows written without a reservation are never overwritten.
+  Status reserve(KeyRequest& request) {
+    const EntityDescription& entity = *request.entity;
     EntitySQL& e = sql(entity);
     std::int64_t highest = 0;
     for (Statement* query : {&e.reservedKey, &e.maxKey}) {
@@ -327,29 +327,22 @@ class SQLiteStore : public Store {
         highest = std::max<std::int64_t>(highest, sqlite3_column_int64(stmt, 0));
       sqlite3_reset(stmt);
       if (rc != SQLITE_ROW && rc != SQLITE_DONE)
-        return keyFailure(abandon("reserve keys for " + entity.name()));
+        return failure("reserve keys for " + entity.name());
     }
     // Keys past the block's end must still be representable: a file whose
     // highest key sits near the top of int64 (tampered or used up) cannot
     // give out keys, and wrapping would hand out keys that do not persist.
-    if (count <= 0 || highest > std::numeric_limits<std::int64_t>::max() - count - 1) {
-      exec("ROLLBACK");
-      return keyFailure(storeError(10, "The keys of " + entity.name() +
-                                           " are used up: the store's highest key is " +
-                                           std::to_string(highest) + "."));
-    }
+    const std::int64_t count = request.needed + request.spare;
+    if (count <= 0 || highest > std::numeric_limits<std::int64_t>::max() - count - 1)
+      return storeError(10, "The keys of " + entity.name() +
+                                " are used up: the store's highest key is " +
+                                std::to_string(highest) + ".");
     sqlite3_stmt* stmt = e.reserveKeys.begin();
     sqlite3_bind_text(stmt, 1, entity.name().c_str(), -1, nullptr);
     sqlite3_bind_int64(stmt, 2, highest + count);
-    if (!step(stmt) || !exec("COMMIT"))
-      return keyFailure(abandon("reserve keys for " + entity.name()));
-    keyFailure_.clear();
-    return highest + 1;
-  }
-  // Kept, so that the save of an object left without a key says why.
-  Error keyFailure(Error error) {
-    keyFailure_ = error.localizedDescription();
-    return error;
+    if (!step(stmt)) return failure("reserve keys for " + entity.name());
+    request.first = highest + 1;
+    return Status::success();
   }
 
   // The predicate's translated part becomes the WHERE clause (through the
@@ -429,16 +422,14 @@ class SQLiteStore : public Store {
     return Status::success();
   }
 
-  Status save(const SaveSet& changes, std::vector<ManagedObject*>& refetch) override {
-    for (ManagedObject* object : changes.inserted)
-      if (keyOf(object) <= 0)
-        return storeError(
-            kNoPermanentKey,
-            "An inserted " + object->entity().name() + " has no permanent key: " +
-                (keyFailure_.empty() ? "the store was locked when it was inserted." : keyFailure_));
+  Status save(SaveSet& changes, std::vector<ManagedObject*>& refetch) override {
     if (!exec("BEGIN IMMEDIATE")) return failure("begin a transaction");
+    Status status = Status::success();
+    for (KeyRequest& request : changes.keys)
+      if (status) status = reserve(request);
+    if (status) giveReservedKeys(changes);
     std::vector<std::pair<ManagedObject*, std::int64_t>> versions;
-    Status status = checkVersions(changes, versions, refetch);
+    if (status) status = checkVersions(changes, versions, refetch);
     if (status) status = writeAll(changes);
     if (status && !exec("COMMIT")) status = failure("commit");
     if (!status) {
@@ -715,7 +706,7 @@ class SQLiteStore : public Store {
   }
 
   void bindToOnes(sqlite3_stmt* stmt, int first, ManagedObject& object, const EntitySQL& e) {
-    auto& slots = ObjectAccess::relations(object);
+    auto slots = ObjectAccess::relations(object);
     for (std::size_t c = 0; c < e.toOnes.size(); ++c) {
       ManagedObject* target = slots[e.toOnes[c]].toOne;
       int position = first + static_cast<int>(c);
@@ -772,7 +763,7 @@ class SQLiteStore : public Store {
     if (!statement) return false;
     sqlite3_stmt* stmt = statement->begin();
     const auto& values = ObjectAccess::values(object);
-    const auto& slots = ObjectAccess::relations(object);
+    const auto slots = ObjectAccess::relations(object);
     int position = 1;
     for (std::size_t column : columns) {
       if (column < values.size()) {
@@ -792,7 +783,7 @@ class SQLiteStore : public Store {
   // Join-table rows and member order of a new object's to-many relationships.
   bool writeMembers(ManagedObject& object) {
     EntitySQL& e = sql(object.entity());
-    auto& slots = ObjectAccess::relations(object);
+    auto slots = ObjectAccess::relations(object);
     for (const auto& r : object.entity().relationships()) {
       const auto& members = slots[r.index].members;
       for (std::size_t i = 0; i < members.size(); ++i)
@@ -967,7 +958,6 @@ class SQLiteStore : public Store {
   sqlite3* db_;
   std::vector<EntitySQL> entities_;  // by entity position
   std::unordered_map<std::string, std::unique_ptr<Statement>> queries_;
-  std::string keyFailure_;  // why reserveKeys last refused, said again by a save it fails
 };
 
 // Creates the missing directories of `directory` owner-only: the documents

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "orbelin/graph/fetch_request.h"
@@ -56,12 +57,30 @@ struct ObjectUpdate {
   std::vector<RelationChange> relations;  // changed relationships
 };
 
+// Keys one save reserves for an entity, inside its own write transaction:
+// one for each inserted object that still has a temporary key, and `spare`
+// more that later insertions take without going to the file.
+struct KeyRequest {
+  const EntityDescription* entity = nullptr;
+  std::int64_t needed = 0;
+  std::int64_t spare = 0;
+  std::int64_t first = 0;  // set by the store: the first key reserved
+};
+
 // What one save writes. Objects are read through ObjectAccess.
 struct SaveSet {
   std::vector<ManagedObject*> inserted;
   std::vector<ObjectUpdate> updated;
   std::vector<ManagedObject*> deleted;
+  std::vector<KeyRequest> keys;
+  // Filled by giveReservedKeys: the objects given a key, with the temporary
+  // key each had, so that a failed save can put them back.
+  std::vector<std::pair<ManagedObject*, std::int64_t>> replacedKeys;
 };
+
+// Gives each inserted object with a temporary key the next key its entity's
+// request reserved (every request's `first` set), before rows are written.
+void giveReservedKeys(SaveSet& changes);
 
 // How a to-many changed: positions in `after` of the members added and of
 // the kept members whose position changed, and the members removed.
@@ -84,9 +103,6 @@ std::uint64_t storedDigest(const Value& value, AttributeType type);
 class Store {
  public:
   virtual ~Store() = default;
-  // Reserves `count` consecutive primary keys of the entity that no other
-  // connection to the same store will hand out, and returns the first.
-  virtual Result<std::int64_t> reserveKeys(const EntityDescription& entity, std::int64_t count) = 0;
   // The rows of the entity that the query needs, in its sort order, else
   // in primary key order.
   virtual Status fetchRows(const EntityDescription& entity, const RowQuery& query,
@@ -102,8 +118,11 @@ class Store {
   // changed since the object was read fails with kMergeConflict when it
   // touches a property that changed there too; otherwise it is written and
   // the object is listed in `refetch`: its other properties are stale and
-  // must be read again. Sets the objects' versions on success.
-  virtual Status save(const SaveSet& changes, std::vector<ManagedObject*>& refetch) = 0;
+  // must be read again. Sets the objects' versions on success. Reserves the
+  // keys of `changes.keys` (needed + spare each, keys no other connection to
+  // the same store hands out) in the same transaction, and gives them out
+  // through giveReservedKeys.
+  virtual Status save(SaveSet& changes, std::vector<ManagedObject*>& refetch) = 0;
 };
 
 // Codes of error_domain::kPersistence that tell why a store did not open.
@@ -111,7 +130,6 @@ inline constexpr long kNotThisModel = 11;       // no metadata of ours
 inline constexpr long kOtherModelVersion = 12;  // another versionIdentifier
 inline constexpr long kNotAStore = 16;          // not a database, or damaged
 inline constexpr long kStoreBusy = 17;          // locked past the busy timeout
-inline constexpr long kNoPermanentKey = 18;     // an inserted object has a temporary key
 inline constexpr long kMergeConflict = 133020;  // a property changed in the store since read
 
 std::unique_ptr<Store> makeMemoryStore(const ManagedObjectModel& model);

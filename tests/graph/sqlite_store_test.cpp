@@ -137,6 +137,8 @@ TEST(SQLiteStoreTest, RoundTripsEveryAttributeTypeAndRelationship) {
   ASSERT_EQ(nurses.size(), 2u);
   EXPECT_TRUE(nurses[0]->objects("patients").empty());
   ManagedObject* later = s.context.insertNewObject("Patient");
+  later->setValue("name", "Later");
+  ASSERT_TRUE(s.context.save().ok());
   EXPECT_GT(later->objectID().primaryKey, jo->objectID().primaryKey);
 }
 
@@ -235,17 +237,20 @@ TEST(SQLiteStoreTest, CoordinatorsOnOneFileNeverShareKeys) {
   // Interleaved inserts, more than one key block each, saved in turns.
   std::set<std::int64_t> keys;
   for (int round = 0; round < 3; ++round) {
+    std::vector<ManagedObject*> inserted;
     for (int i = 0; i < 40; ++i) {
       for (Stack* s : {&first, &second}) {
         ManagedObject* ward = s->context.insertNewObject("Ward");
         ward->setValue("name", (s == &first ? "a" : "b") + std::to_string(round * 40 + i));
-        EXPECT_TRUE(keys.insert(ward->objectID().primaryKey).second)
-            << "key " << ward->objectID().primaryKey << " handed out twice";
+        inserted.push_back(ward);
       }
     }
     ASSERT_TRUE(first.context.save().ok());
     auto saved = second.context.save();
     ASSERT_TRUE(saved.ok()) << saved.error().description();
+    for (ManagedObject* ward : inserted)
+      EXPECT_TRUE(keys.insert(ward->objectID().primaryKey).second)
+          << "key " << ward->objectID().primaryKey << " handed out twice";
   }
   Stack reader(file);
   EXPECT_EQ(*reader.context.count(FetchRequest("Ward")), 240u);
@@ -256,9 +261,9 @@ TEST(SQLiteStoreTest, CoordinatorsOnOneFileNeverShareKeys) {
   ASSERT_TRUE(upgraded.status.ok()) << upgraded.status.error().description();
   ManagedObject* ward = upgraded.context.insertNewObject("Ward");
   ward->setValue("name", "c");
-  EXPECT_GT(ward->objectID().primaryKey, *keys.rbegin());
   auto upgradedSave = upgraded.context.save();
   ASSERT_TRUE(upgradedSave.ok()) << upgradedSave.error().description();
+  EXPECT_GT(ward->objectID().primaryKey, *keys.rbegin());
   EXPECT_EQ(*upgraded.context.count(FetchRequest("Ward")), 241u);
 }
 
@@ -267,12 +272,15 @@ TEST(SQLiteStoreTest, LockedFileIsBusyNotForeignAndTemporaryKeysArePermanentAtTh
   fs::path file = dir.path() / "Locked.sqlite";
   Stack s(file);
   ASSERT_TRUE(s.status.ok());
-  // Another connection keeps the write lock past the busy timeout: no key
-  // block can be reserved, so the object gets a temporary key.
+  // Another connection keeps the write lock past the busy timeout. Keys are
+  // reserved by saves, so the insertion does not wait for the lock: the
+  // object gets a temporary key at once.
   sqlite3* holder = nullptr;
   ASSERT_EQ(sqlite3_open(file.c_str(), &holder), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const auto before = std::chrono::steady_clock::now();
   ManagedObject* ward = s.context.insertNewObject("Ward");
+  EXPECT_LT(std::chrono::steady_clock::now() - before, kStoreBusyTimeout / 2);
   ASSERT_NE(ward, nullptr);
   ward->setValue("name", "North");
   EXPECT_LT(ward->objectID().primaryKey, 0);
@@ -282,10 +290,10 @@ TEST(SQLiteStoreTest, LockedFileIsBusyNotForeignAndTemporaryKeysArePermanentAtTh
   EXPECT_FALSE(isIncompatibleStoreError(refused.error()));
   sqlite3_exec(holder, "COMMIT", nullptr, nullptr, nullptr);
   sqlite3_close(holder);
-  // Once the lock is gone, the save gives the object a permanent key.
+  EXPECT_LT(ward->objectID().primaryKey, 0) << "the refused save gave its key back";
+  // Once the lock is gone, the save gives both objects permanent keys.
   ManagedObject* later = s.context.insertNewObject("Ward");
   later->setValue("name", "South");
-  EXPECT_GT(later->objectID().primaryKey, 0);
   auto saved = s.context.save();
   ASSERT_TRUE(saved.ok()) << saved.error().description();
   EXPECT_GT(ward->objectID().primaryKey, 0);
@@ -301,6 +309,67 @@ TEST(SQLiteStoreTest, LockedFileIsBusyNotForeignAndTemporaryKeysArePermanentAtTh
 
 // Child side of the crash test: saves batches forever until killed.
 constexpr int kBatch = 2000;
+
+// Keys are reserved inside the save's own transaction: a refused save
+// reserves nothing, its new objects keep their temporary keys (and stay
+// found by them), and the save that succeeds writes their relationships
+// with the permanent keys.
+TEST(SQLiteStoreTest, RefusedSaveGivesItsKeysBackAndTheNextSaveRelatesByPermanentKeys) {
+  test::TempDir dir;
+  fs::path file = dir.path() / "Keys.sqlite";
+  Stack here(file), there(file);
+  ASSERT_TRUE(here.status.ok());
+  ManagedObject* north = here.context.insertNewObject("Ward");
+  north->setValue("name", "North");
+  ASSERT_TRUE(here.context.save().ok());
+  auto reserved = [&file] {
+    sqlite3* db = nullptr;
+    sqlite3_open(file.c_str(), &db);
+    sqlite3_stmt* stmt = nullptr;
+    sqlite3_prepare_v2(db, "SELECT Z_MAX FROM Z_PRIMARYKEY WHERE Z_NAME = 'Patient'", -1, &stmt,
+                       nullptr);
+    std::int64_t max = sqlite3_step(stmt) == SQLITE_ROW ? sqlite3_column_int64(stmt, 0) : 0;
+    sqlite3_finalize(stmt);
+    sqlite3_close(db);
+    return max;
+  };
+
+  // Both stores change the ward's name: this one's save is refused.
+  ManagedObject* theirs = (*there.context.fetch(FetchRequest("Ward")))[0];
+  theirs->setValue("name", "North wing");
+  ASSERT_TRUE(there.context.save().ok());
+  north->setValue("name", "North ward");
+  ManagedObject* jo = here.context.insertNewObject("Patient");
+  jo->setValue("firstName", "Jo");
+  jo->setObject("ward", north);
+  const ObjectID temporary = jo->objectID();
+  ASSERT_LT(temporary.primaryKey, 0);
+  auto refused = here.context.save();
+  ASSERT_FALSE(refused.ok());
+  EXPECT_TRUE(isMergeConflictError(refused.error()));
+  EXPECT_EQ(jo->objectID(), temporary);
+  EXPECT_EQ(here.context.objectWithID(temporary), jo);
+  EXPECT_EQ(reserved(), 0) << "the refused save reserved keys";
+
+  north->setValue("name", "North wing");  // agree with the other store
+  auto saved = here.context.save();
+  ASSERT_TRUE(saved.ok()) << saved.error().description();
+  const ObjectID permanent = jo->objectID();
+  ASSERT_GT(permanent.primaryKey, 0);
+  EXPECT_GE(reserved(), permanent.primaryKey);
+  EXPECT_EQ(here.context.objectWithID(permanent), jo);
+  EXPECT_NE(here.context.objectWithID(temporary), jo);
+
+  Stack reader(file);
+  auto patients = *reader.context.fetch(FetchRequest("Patient"));
+  ASSERT_EQ(patients.size(), 1u);
+  EXPECT_EQ(patients[0]->objectID().primaryKey, permanent.primaryKey);
+  ASSERT_NE(patients[0]->object("ward"), nullptr);
+  EXPECT_EQ(patients[0]->object("ward")->value("name").stringValue(), "North wing");
+  // Later insertions take the spare keys of that save's block at once.
+  ManagedObject* next = here.context.insertNewObject("Patient");
+  EXPECT_EQ(next->objectID().primaryKey, permanent.primaryKey + 1);
+}
 
 TEST(SQLiteCrashChild, WritesBatchesUntilKilled) {
   const char* path = std::getenv("ORBELIN_CRASH_STORE");

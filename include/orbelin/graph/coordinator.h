@@ -13,9 +13,11 @@
 
 namespace orbelin::graph {
 
+class ManagedObject;
 namespace detail {
 class Store;
-}
+struct KeyRequest;
+}  // namespace detail
 
 // How long one statement on an SQLite store waits for a lock that another
 // connection holds before it gives up with SQLITE_BUSY.
@@ -38,14 +40,14 @@ enum class StoreType {
 // versionIdentifier, or a file that is not an SQLite database, is refused
 // with an error and left exactly as it was (isIncompatibleStoreError).
 //
-// Primary keys: an object's key is permanent from its insertion. Keys come
-// from blocks reserved in the file itself (table Z_PRIMARYKEY, one row per
-// entity, updated inside a BEGIN IMMEDIATE transaction), so coordinators in
-// one process or in several processes on the same file never hand out the
-// same key. A block holds 16 keys at first and doubles with each
-// reservation up to 4096; unused keys of a block are simply skipped. An
-// insertion while no store is attached gets a temporary negative key,
-// replaced at its save.
+// Primary keys: keys come from blocks reserved in the file itself (table
+// Z_PRIMARYKEY, one row per entity), by a save, inside its own write
+// transaction, so coordinators in one process or in several processes on
+// the same file never hand out the same key. An object inserted while its
+// entity's block has keys left gets a permanent key at once; otherwise it
+// gets a temporary negative key, replaced at its save, which also reserves
+// the entity's next block: 16 keys at first, doubling with each reservation
+// up to 4096. Unused keys of a block are simply skipped.
 //
 // Row versions: every row carries a version that each save writing it
 // raises. A save writes only the properties its objects changed since they
@@ -57,8 +59,7 @@ enum class StoreType {
 // Locks held by other processes: every statement waits up to
 // kStoreBusyTimeout for a lock. An open that still finds the file locked
 // fails with isBusyStoreError and leaves the file alone; a save that does
-// fails and rolls back. An insertion whose block cannot be reserved gets a
-// temporary negative key, and a save of that object fails.
+// fails and rolls back, and its objects keep their temporary keys.
 //
 // Ownership: contexts hold the coordinator through a shared_ptr; the
 // coordinator holds the model and the store.
@@ -82,10 +83,14 @@ class PersistentStoreCoordinator {
                             std::chrono::milliseconds openWait = kStoreBusyTimeout);
   bool hasStore() const;
 
-  // Internal: used by contexts. A key no other coordinator on the same
-  // store hands out; negative (temporary) when there is no store or no block
-  // could be reserved.
+  // Internal: used by contexts. The next key of the entity's block, which
+  // no other coordinator on the same store hands out; else a temporary
+  // (negative) one, replaced when the object is saved.
   std::int64_t nextPrimaryKey(const EntityDescription& entity);
+  // Internal: the keys a save of these inserted objects reserves, and the
+  // spare keys it reserved becoming the entities' blocks once it succeeded.
+  std::vector<detail::KeyRequest> keyRequests(const std::vector<ManagedObject*>& inserted);
+  void adoptSpareKeys(const std::vector<detail::KeyRequest>& requests);
   detail::Store* store() const { return storePtr_.load(std::memory_order_acquire); }
   std::mutex& storeMutex() const { return storeMutex_; }
 
@@ -99,7 +104,7 @@ class PersistentStoreCoordinator {
     std::int64_t limit = 1;  // first key past the block
     std::int64_t size = 8;   // of the last reservation
   };
-  std::mutex keysMutex_;           // taken before storeMutex_
+  std::mutex keysMutex_;           // never held with storeMutex_
   std::vector<KeyBlock> keys_;     // guarded by keysMutex_; by entity position
   std::int64_t temporaryKey_ = 0;  // guarded by keysMutex_; counts down
 };

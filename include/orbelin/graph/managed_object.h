@@ -20,12 +20,11 @@ class ManagedObjectContext;
 class ManagedObject;
 
 // The identity of an object: its entity and its row number in the store.
-// Numbers are handed out when an object is inserted and never reused while
-// the store is open, so an identifier is permanent from the start and equal
-// in every context over the same coordinator. The one exception: an object
-// inserted while its coordinator has no store attached (or while the store
-// could not reserve keys) gets a temporary, negative number, replaced by a
-// permanent one when it is saved.
+// Numbers are never reused while the store is open and are equal in every
+// context over the same coordinator. An object inserted while its entity
+// has no reserved keys left (or no store is attached) gets a temporary,
+// negative number, replaced by a permanent one when its save succeeds: an
+// ObjectID taken before that save names the object only until then.
 struct ObjectID {
   const EntityDescription* entity = nullptr;
   std::int64_t primaryKey = 0;
@@ -174,7 +173,7 @@ class ManagedObject {
   std::int64_t version_ = 0;  // of the stored row, as last read or written here
   std::uint8_t flags_ = 0;
   std::vector<Value> values_;
-  std::vector<detail::RelationSlot> relations_;
+  std::unique_ptr<detail::RelationSlot[]> relations_;  // one per relationship, made on first use
   // Set while the values in hand may be newer than version_: a digest per
   // attribute of the values as they stood at version_.
   std::unique_ptr<std::uint64_t[]> digests_;
