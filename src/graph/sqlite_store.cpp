@@ -1,16 +1,5 @@
-// The SQLite store. One table per entity ("Z" + entity name) with the
-// primary key Z_PK, one column per attribute, one foreign-key column per
-// to-one relationship and an order column (Z_ORD_ + relationship) on the
-// member side of an ordered one-to-many. A to-many whose inverse is not
-// to-one (many-to-many, or no inverse) keeps a join table
-// Z_<entity>_<relationship> (Z_OWNER, Z_TARGET, Z_ORD). Every entity row
-// carries a version, Z_OPT, that each save writing the row raises; a save
-// writes only the columns and join rows its objects changed, after checking
-// the versions of the rows it updates in the same write transaction.
-// Z_METADATA holds the model's version identifier; Z_PRIMARYKEY the highest
-// key reserved per entity (Z_NAME, Z_MAX), which every connection to the
-// file draws its key blocks from. Statements are prepared once with bound
-// parameters (an update, once per set of changed columns).
+// The SQLite store: opening and checking a file, fetches, key blocks and
+// saves. Its tables are described with the schema (sqlite_schema.h).
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -19,50 +8,27 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
 #include <cerrno>
-#include <cmath>
 #include <fstream>
 #include <limits>
-#include <map>
 #include <set>
 #include <system_error>
 #include <unordered_map>
 
 #include "graph/object_access.h"
 #include "graph/sql_predicate.h"
+#include "graph/sqlite_schema.h"
+#include "graph/sqlite_values.h"
 #include "graph/store.h"
 #include "orbelin/graph/coordinator.h"
 #include "orbelin/platform/error.h"
-#include "orbelin/text/json_reader.h"
 
 namespace orbelin::graph::detail {
 
 namespace {
 
-// Files whose dates were 64-bit nanosecond counts kept the version under
-// "modelVersion"; they read as another version and are set aside.
-constexpr const char* kVersionKey = "modelVersion.realDates";
-
 Error storeError(long code, const std::string& text) {
   return Error(error_domain::kPersistence, code, text);
-}
-
-std::string quoted(const std::string& name) {
-  std::string result = "\"";
-  for (char c : name) result += (c == '"') ? std::string("\"\"") : std::string(1, c);
-  return result + "\"";
-}
-
-std::string tableName(const EntityDescription& entity) {
-  return quoted("Z" + entity.name());
-}
-std::string joinTableName(const EntityDescription& entity, const RelationshipDescription& r) {
-  return quoted("Z_" + entity.name() + "_" + r.name);
-}
-std::string orderColumn(const RelationshipDescription& toOne) {
-  return quoted("Z_ORD_" + toOne.name);
 }
 
 bool isBusy(int code) {
@@ -84,205 +50,6 @@ Error openError(sqlite3* db, const std::string& path, long codeIfFileIsBad) {
     return storeError(codeIfFileIsBad, "The file " + path + " is not a store: " + message);
   return storeError(19, "Cannot read the store " + path + ": " + message);
 }
-
-constexpr const char* kVersionColumn = "Z_OPT INTEGER NOT NULL DEFAULT 1";
-
-constexpr const char* kKeyTable =
-    "CREATE TABLE IF NOT EXISTS Z_PRIMARYKEY (Z_NAME TEXT PRIMARY KEY, Z_MAX INTEGER NOT NULL)";
-
-bool usesJoinTable(const RelationshipDescription& r) {
-  return r.toMany && !(r.inverse && !r.inverse->toMany);
-}
-bool ordersMembers(const RelationshipDescription& toOne) {
-  return !toOne.toMany && toOne.inverse && toOne.inverse->ordered;
-}
-
-const char* columnType(AttributeType type) {
-  switch (type) {
-    case AttributeType::String:
-    case AttributeType::Transformable:
-      return "TEXT";
-    case AttributeType::Double:
-    case AttributeType::Date:  // seconds since 1970, as the Date itself
-      return "REAL";
-    case AttributeType::Binary:
-      return "BLOB";
-    default:
-      return "INTEGER";
-  }
-}
-
-// One prepared statement, finalized with its owner.
-class Statement {
- public:
-  Statement() = default;
-  ~Statement() { sqlite3_finalize(stmt_); }
-  Statement(const Statement&) = delete;
-  Statement& operator=(const Statement&) = delete;
-
-  bool prepare(sqlite3* db, const std::string& sql) {
-    sql_ = sql;
-    return sqlite3_prepare_v3(db, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &stmt_, nullptr) ==
-           SQLITE_OK;
-  }
-  sqlite3_stmt* get() { return stmt_; }
-  // Ready for new bindings; every caller binds every parameter.
-  sqlite3_stmt* begin() {
-    sqlite3_reset(stmt_);
-    return stmt_;
-  }
-
- private:
-  sqlite3_stmt* stmt_ = nullptr;
-  std::string sql_;
-};
-
-struct RelationSQL {
-  Statement selectMembers;      // to-many: member keys of one owner, in order
-  Statement deleteOwner;        // join table: rows of one owner
-  Statement deleteTarget;       // join table: rows naming a deleted target
-  Statement insertMember;       // join table: one row, unless it is there already
-  Statement deleteMember;       // join table: one row
-  Statement updateMemberOrder;  // join table: one row's Z_ORD
-  Statement updateOrder;        // ordered one-to-many: the member's order column
-};
-
-struct EntitySQL {
-  std::size_t columnCount = 0;  // attributes + to-one columns
-  Statement insert;             // Z_PK, attributes, to-ones, Z_OPT
-  // Z_OPT raised and the given columns (attributes first, then to-ones);
-  // Z_PK last. Made on first use for each set of columns.
-  std::map<std::vector<std::size_t>, std::unique_ptr<Statement>> updates;
-  Statement selectAll;  // Z_PK, attributes, Z_OPT
-  Statement selectOne;
-  Statement selectCheck;  // Z_OPT, attributes, to-ones
-  Statement selectToOnes;
-  Statement deleteRow;
-  Statement maxKey;
-  Statement reservedKey;
-  Statement reserveKeys;
-  std::vector<std::size_t> toOnes;  // relationship indices with a column, in column order
-  std::vector<RelationSQL> relations;
-  std::vector<std::string> columnNames;  // quoted; attributes, then to-ones
-  std::string rowColumns;                // Z_PK, attributes, Z_OPT: what a RowReader reads
-};
-
-// A REAL column keeps a whole number as an integer, which has no sign: -0.0
-// would come back as 0.0. So a negative zero, and only it, is written as
-// these eight bytes (its IEEE 754 form, most significant first); every other
-// double stays an ordinary REAL.
-constexpr std::array<std::uint8_t, 8> kNegativeZero{0x80, 0, 0, 0, 0, 0, 0, 0};
-
-bool isNegativeZero(double number) {
-  return number == 0.0 && std::signbit(number);
-}
-
-void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
-  switch (value.kind()) {
-    case Value::Kind::Nil:
-      sqlite3_bind_null(stmt, position);
-      return;
-    case Value::Kind::String: {
-      const std::string& s = *value.string();
-      sqlite3_bind_text64(stmt, position, s.data(), s.size(), SQLITE_STATIC, SQLITE_UTF8);
-      return;
-    }
-    case Value::Kind::Integer:
-      sqlite3_bind_int64(stmt, position, *value.integer());
-      return;
-    case Value::Kind::Double:
-      if (isNegativeZero(value.doubleValue())) {
-        sqlite3_bind_blob(stmt, position, kNegativeZero.data(), kNegativeZero.size(),
-                          SQLITE_STATIC);
-      } else {
-        sqlite3_bind_double(stmt, position, value.doubleValue());
-      }
-      return;
-    case Value::Kind::Boolean:
-      sqlite3_bind_int(stmt, position, value.boolValue() ? 1 : 0);
-      return;
-    case Value::Kind::Date:
-      sqlite3_bind_double(stmt, position, secondsSince1970(*value.date()));
-      return;
-    case Value::Kind::Binary: {
-      // An empty vector's data() may be null, which SQLite stores as NULL:
-      // an empty value must come back empty, not absent.
-      static const std::uint8_t kNothing = 0;
-      const Bytes& b = *value.binary();
-      sqlite3_bind_blob64(stmt, position, b.empty() ? &kNothing : b.data(), b.size(),
-                          SQLITE_STATIC);
-      return;
-    }
-    case Value::Kind::Transformable: {
-      std::string text = boost::json::serialize(*value.transformable());
-      sqlite3_bind_text64(stmt, position, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-      return;
-    }
-  }
-}
-
-// Deeper than any transformable a host stores; Boost's default of 32 lost some.
-constexpr std::size_t kMaxTransformableDepth = 1024;
-
-Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
-  if (sqlite3_column_type(stmt, column) == SQLITE_NULL) return {};
-  switch (type) {
-    case AttributeType::String: {
-      auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
-      return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
-    }
-    case AttributeType::Integer16:
-    case AttributeType::Integer32:
-    case AttributeType::Integer64:
-      return static_cast<std::int64_t>(sqlite3_column_int64(stmt, column));
-    case AttributeType::Double:
-      if (sqlite3_column_type(stmt, column) == SQLITE_BLOB &&
-          sqlite3_column_bytes(stmt, column) == static_cast<int>(kNegativeZero.size()) &&
-          std::equal(kNegativeZero.begin(), kNegativeZero.end(),
-                     static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, column))))
-        return -0.0;
-      return sqlite3_column_double(stmt, column);
-    case AttributeType::Boolean:
-      return sqlite3_column_int64(stmt, column) != 0;
-    case AttributeType::Date:
-      return dateFromSeconds(sqlite3_column_double(stmt, column));
-    case AttributeType::Binary: {
-      auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, column));
-      return Bytes(data, data + sqlite3_column_bytes(stmt, column));
-    }
-    case AttributeType::Transformable: {
-      auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
-      std::string_view stored(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
-      // Read numbers correctly rounded, so a saved value loads back bit for bit.
-      if (auto json = orbelin::text::readJsonValue(stored, kMaxTransformableDepth))
-        return Value(std::move(*json));
-      // Only an infinity, which serialize writes as 1e99999, is left to Boost.
-      boost::json::error_code ec;
-      auto json = boost::json::parse(stored, ec);
-      return ec ? Value() : Value(std::move(json));
-    }
-  }
-  return {};
-}
-
-// A row of selectAll or selectOne: Z_PK, the attributes, Z_OPT.
-class StatementReader : public RowReader {
- public:
-  StatementReader(sqlite3_stmt* stmt, const EntityDescription& entity)
-      : stmt_(stmt), entity_(entity) {}
-  Value value(std::size_t index) const override {
-    const auto& attributes = entity_.attributes();
-    if (index >= attributes.size()) return {};
-    return readColumn(stmt_, static_cast<int>(index) + 1, attributes[index].type);
-  }
-  std::int64_t version() const override {
-    return sqlite3_column_int64(stmt_, static_cast<int>(entity_.attributes().size()) + 1);
-  }
-
- private:
-  sqlite3_stmt* stmt_;
-  const EntityDescription& entity_;
-};
 
 class SQLiteStore : public Store {
  public:
@@ -482,32 +249,7 @@ class SQLiteStore : public Store {
       exec("ROLLBACK");
       return checkVersion(path);
     }
-    std::string ddl = "CREATE TABLE Z_METADATA (Z_KEY TEXT PRIMARY KEY, Z_VALUE TEXT);";
-    ddl += std::string(kKeyTable) + ";";
-    for (const auto& entity : model_.entities()) {
-      std::string columns = "Z_PK INTEGER PRIMARY KEY, " + std::string(kVersionColumn);
-      for (const auto& a : entity->attributes())
-        columns += ", " + quoted(a.name) + " " + columnType(a.type);
-      for (const auto& r : entity->relationships()) {
-        if (r.toMany) continue;
-        columns += ", " + quoted(r.name) + " INTEGER";
-        if (ordersMembers(r)) columns += ", " + orderColumn(r) + " INTEGER";
-      }
-      ddl += "CREATE TABLE " + tableName(*entity) + " (" + columns + ");";
-      for (const auto& r : entity->relationships()) {
-        if (!r.toMany && r.inverse)
-          ddl += "CREATE INDEX " + quoted("Z_" + entity->name() + "_" + r.name + "_INDEX") +
-                 " ON " + tableName(*entity) + " (" + quoted(r.name) + ");";
-        if (usesJoinTable(r))
-          ddl += "CREATE TABLE " + joinTableName(*entity, r) +
-                 " (Z_OWNER INTEGER, Z_TARGET INTEGER, Z_ORD INTEGER);CREATE INDEX " +
-                 quoted("Z_" + entity->name() + "_" + r.name + "_OWNER") + " ON " +
-                 joinTableName(*entity, r) + " (Z_OWNER);CREATE INDEX " +
-                 quoted("Z_" + entity->name() + "_" + r.name + "_TARGET") + " ON " +
-                 joinTableName(*entity, r) + " (Z_TARGET);";
-      }
-    }
-    if (!exec(ddl)) return abandon("create the tables");
+    if (!exec(schemaText(model_))) return abandon("create the tables");
     Statement put;
     if (!put.prepare(db_, "INSERT INTO Z_METADATA (Z_KEY, Z_VALUE) VALUES (?, ?)")) {
       exec("ROLLBACK");
@@ -622,77 +364,8 @@ class SQLiteStore : public Store {
   bool prepareAll() {
     entities_ = std::vector<EntitySQL>(model_.entities().size());
     for (const auto& entity : model_.entities())
-      if (!prepare(*entity, sql(*entity))) return false;
+      if (!prepareStatements(db_, *entity, sql(*entity))) return false;
     return true;
-  }
-
-  bool prepare(const EntityDescription& entity, EntitySQL& e) {
-    const std::string table = tableName(entity);
-    std::string attributeList, toOneList;
-    for (const auto& a : entity.attributes()) {
-      attributeList += ", " + quoted(a.name);
-      e.columnNames.push_back(quoted(a.name));
-    }
-    for (const auto& r : entity.relationships()) {
-      if (r.toMany) continue;
-      e.toOnes.push_back(r.index);
-      toOneList += std::string(toOneList.empty() ? "" : ", ") + quoted(r.name);
-      e.columnNames.push_back(quoted(r.name));
-    }
-    e.columnCount = entity.attributes().size() + e.toOnes.size();
-    std::string insertColumns =
-        "Z_PK" + attributeList + (toOneList.empty() ? "" : ", " + toOneList) + ", Z_OPT";
-    std::string placeholders = "?";
-    for (std::size_t i = 0; i < e.columnCount; ++i) placeholders += ", ?";
-    const std::string rowColumns = "Z_PK" + attributeList + ", Z_OPT";
-    e.rowColumns = rowColumns;
-    bool ok =
-        e.insert.prepare(db_, "INSERT INTO " + table + " (" + insertColumns + ") VALUES (" +
-                                  placeholders + ", 1)") &&
-        e.selectAll.prepare(db_, "SELECT " + rowColumns + " FROM " + table + " ORDER BY Z_PK") &&
-        e.selectOne.prepare(db_, "SELECT " + rowColumns + " FROM " + table + " WHERE Z_PK = ?") &&
-        e.selectCheck.prepare(db_, "SELECT Z_OPT" + attributeList +
-                                       (toOneList.empty() ? "" : ", " + toOneList) + " FROM " +
-                                       table + " WHERE Z_PK = ?") &&
-        e.deleteRow.prepare(db_, "DELETE FROM " + table + " WHERE Z_PK = ?") &&
-        e.maxKey.prepare(db_, "SELECT MAX(Z_PK) FROM " + table) &&
-        e.reservedKey.prepare(db_, "SELECT Z_MAX FROM Z_PRIMARYKEY WHERE Z_NAME = ?") &&
-        e.reserveKeys.prepare(db_,
-                              "INSERT OR REPLACE INTO Z_PRIMARYKEY (Z_NAME, Z_MAX) VALUES (?, ?)");
-    if (ok && !toOneList.empty())
-      ok =
-          e.selectToOnes.prepare(db_, "SELECT " + toOneList + " FROM " + table + " WHERE Z_PK = ?");
-    e.relations = std::vector<RelationSQL>(entity.relationships().size());
-    for (const auto& r : entity.relationships()) {
-      if (!ok) break;
-      RelationSQL& rs = e.relations[r.index];
-      if (usesJoinTable(r)) {
-        std::string jt = joinTableName(entity, r);
-        // Another connection may have added the same member meanwhile: a
-        // member is one row whoever adds it.
-        ok = rs.selectMembers.prepare(
-                 db_, "SELECT Z_TARGET FROM " + jt + " WHERE Z_OWNER = ? ORDER BY Z_ORD") &&
-             rs.deleteOwner.prepare(db_, "DELETE FROM " + jt + " WHERE Z_OWNER = ?") &&
-             rs.deleteTarget.prepare(db_, "DELETE FROM " + jt + " WHERE Z_TARGET = ?") &&
-             rs.insertMember.prepare(db_, "INSERT INTO " + jt +
-                                              " (Z_OWNER, Z_TARGET, Z_ORD) SELECT ?1, ?2, ?3 " +
-                                              "WHERE NOT EXISTS (SELECT 1 FROM " + jt +
-                                              " WHERE Z_OWNER = ?1 AND Z_TARGET = ?2)") &&
-             rs.deleteMember.prepare(db_,
-                                     "DELETE FROM " + jt + " WHERE Z_OWNER = ? AND Z_TARGET = ?") &&
-             rs.updateMemberOrder.prepare(
-                 db_, "UPDATE " + jt + " SET Z_ORD = ? WHERE Z_OWNER = ? AND Z_TARGET = ?");
-      } else if (r.toMany) {
-        std::string dest = tableName(*r.destination);
-        std::string order = r.ordered ? orderColumn(*r.inverse) + ", Z_PK" : "Z_PK";
-        ok = rs.selectMembers.prepare(db_, "SELECT Z_PK FROM " + dest + " WHERE " +
-                                               quoted(r.inverse->name) + " = ? ORDER BY " + order);
-        if (ok && r.ordered)
-          ok = rs.updateOrder.prepare(
-              db_, "UPDATE " + dest + " SET " + orderColumn(*r.inverse) + " = ? WHERE Z_PK = ?");
-      }
-    }
-    return ok;
   }
 
   bool step(sqlite3_stmt* stmt) {

@@ -1,0 +1,130 @@
+#include "graph/sqlite_values.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <cmath>
+
+#include "orbelin/text/json_reader.h"
+
+namespace orbelin::graph::detail {
+
+namespace {
+
+// A REAL column keeps a whole number as an integer, which has no sign: -0.0
+// would come back as 0.0. So a negative zero, and only it, is written as
+// these eight bytes (its IEEE 754 form, most significant first); every other
+// double stays an ordinary REAL.
+constexpr std::array<std::uint8_t, 8> kNegativeZero{0x80, 0, 0, 0, 0, 0, 0, 0};
+
+bool isNegativeZero(double number) {
+  return number == 0.0 && std::signbit(number);
+}
+
+// Deeper than any transformable a host stores; Boost's default of 32 lost some.
+constexpr std::size_t kMaxTransformableDepth = 1024;
+
+}  // namespace
+
+const char* columnType(AttributeType type) {
+  switch (type) {
+    case AttributeType::String:
+    case AttributeType::Transformable:
+      return "TEXT";
+    case AttributeType::Double:
+    case AttributeType::Date:  // seconds since 1970, as the Date itself
+      return "REAL";
+    case AttributeType::Binary:
+      return "BLOB";
+    default:
+      return "INTEGER";
+  }
+}
+
+void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
+  switch (value.kind()) {
+    case Value::Kind::Nil:
+      sqlite3_bind_null(stmt, position);
+      return;
+    case Value::Kind::String: {
+      const std::string& s = *value.string();
+      sqlite3_bind_text64(stmt, position, s.data(), s.size(), SQLITE_STATIC, SQLITE_UTF8);
+      return;
+    }
+    case Value::Kind::Integer:
+      sqlite3_bind_int64(stmt, position, *value.integer());
+      return;
+    case Value::Kind::Double:
+      if (isNegativeZero(value.doubleValue())) {
+        sqlite3_bind_blob(stmt, position, kNegativeZero.data(), kNegativeZero.size(),
+                          SQLITE_STATIC);
+      } else {
+        sqlite3_bind_double(stmt, position, value.doubleValue());
+      }
+      return;
+    case Value::Kind::Boolean:
+      sqlite3_bind_int(stmt, position, value.boolValue() ? 1 : 0);
+      return;
+    case Value::Kind::Date:
+      sqlite3_bind_double(stmt, position, secondsSince1970(*value.date()));
+      return;
+    case Value::Kind::Binary: {
+      // An empty vector's data() may be null, which SQLite stores as NULL:
+      // an empty value must come back empty, not absent.
+      static const std::uint8_t kNothing = 0;
+      const Bytes& b = *value.binary();
+      sqlite3_bind_blob64(stmt, position, b.empty() ? &kNothing : b.data(), b.size(),
+                          SQLITE_STATIC);
+      return;
+    }
+    case Value::Kind::Transformable: {
+      std::string text = boost::json::serialize(*value.transformable());
+      sqlite3_bind_text64(stmt, position, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+      return;
+    }
+  }
+}
+
+Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
+  if (sqlite3_column_type(stmt, column) == SQLITE_NULL) return {};
+  switch (type) {
+    case AttributeType::String: {
+      auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
+      return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
+    }
+    case AttributeType::Integer16:
+    case AttributeType::Integer32:
+    case AttributeType::Integer64:
+      return static_cast<std::int64_t>(sqlite3_column_int64(stmt, column));
+    case AttributeType::Double:
+      if (sqlite3_column_type(stmt, column) == SQLITE_BLOB &&
+          sqlite3_column_bytes(stmt, column) == static_cast<int>(kNegativeZero.size()) &&
+          std::equal(kNegativeZero.begin(), kNegativeZero.end(),
+                     static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, column))))
+        return -0.0;
+      return sqlite3_column_double(stmt, column);
+    case AttributeType::Boolean:
+      return sqlite3_column_int64(stmt, column) != 0;
+    case AttributeType::Date:
+      return dateFromSeconds(sqlite3_column_double(stmt, column));
+    case AttributeType::Binary: {
+      auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, column));
+      return Bytes(data, data + sqlite3_column_bytes(stmt, column));
+    }
+    case AttributeType::Transformable: {
+      auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
+      std::string_view stored(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
+      // Read numbers correctly rounded, so a saved value loads back bit for bit.
+      if (auto json = orbelin::text::readJsonValue(stored, kMaxTransformableDepth))
+        return Value(std::move(*json));
+      // Only an infinity, which serialize writes as 1e99999, is left to Boost.
+      boost::json::error_code ec;
+      auto json = boost::json::parse(stored, ec);
+      return ec ? Value() : Value(std::move(json));
+    }
+  }
+  return {};
+}
+
+}  // namespace orbelin::graph::detail
