@@ -74,7 +74,7 @@ TEST(ContextTest, FetchAppliesPredicatesSortAndUnsavedState) {
   EXPECT_EQ(bare.insertNewObject("Patient"), nullptr);
 }
 
-TEST(ContextTest, SaveValidatesAndRollbackRestoresTheSavedState) {
+TEST(ContextTest, SaveValidatesAndKeepsTheChangesItRefuses) {
   ManagedObjectContext c;
   c.setPersistentStoreCoordinator(memoryCoordinator());
   EXPECT_FALSE(c.hasChanges());
@@ -96,19 +96,68 @@ TEST(ContextTest, SaveValidatesAndRollbackRestoresTheSavedState) {
   EXPECT_FALSE(c.save().ok());
   jo->setValue("age", 70000);  // out of Integer16 range
   EXPECT_FALSE(c.save().ok());
+  jo->setValue("age", 41);
+  EXPECT_TRUE(c.save().ok());
+}
 
+// Values, insertions and deletions: no relationship changes here.
+TEST(ContextTest, RollbackRestoresValuesAndDeletionsAndDropsInsertions) {
+  ManagedObjectContext c;
+  c.setPersistentStoreCoordinator(memoryCoordinator());
+  ManagedObject* ward = c.insertNewObject("Ward");
+  ward->setValue("name", "North");
+  ManagedObject* jo = patient(c, "Jo", 40);
+  ASSERT_TRUE(c.save().ok());
+
+  jo->setValue("age", 41);
+  jo->setValue("firstName", "Joanna");
   ManagedObject* south = c.insertNewObject("Ward");
   south->setValue("name", "South");
-  jo->setObject("ward", south);
   c.deleteObject(ward);
   c.rollback();
   EXPECT_FALSE(c.hasChanges());
   EXPECT_EQ(jo->value("age").integer(), 40);
-  EXPECT_EQ(jo->object("ward"), ward);
-  EXPECT_EQ(ward->objects("patients"), std::vector<ManagedObject*>{jo});
+  EXPECT_EQ(jo->value("firstName").stringValue(), "Jo");
+  EXPECT_FALSE(jo->isUpdated());
   EXPECT_FALSE(ward->isDeleted());
+  EXPECT_EQ(ward->value("name").stringValue(), "North");
   EXPECT_EQ(south->context(), nullptr);  // rolled-back insert is detached
   EXPECT_EQ(*c.count(FetchRequest("Ward")), 1u);
+  EXPECT_TRUE(c.save().ok());
+}
+
+// Relationships alone, no value changed: the objects are marked changed by
+// the relationship change itself, and both sides come back.
+TEST(ContextTest, RollbackRestoresRelationshipsOnBothSides) {
+  ManagedObjectContext c;
+  c.setPersistentStoreCoordinator(memoryCoordinator());
+  ManagedObject* north = c.insertNewObject("Ward");
+  north->setValue("name", "North");
+  ManagedObject* south = c.insertNewObject("Ward");
+  south->setValue("name", "South");
+  ManagedObject* jo = patient(c, "Jo", 40);
+  jo->setObject("ward", north);
+  std::vector<ManagedObject*> tasks;
+  for (const char* title : {"a", "b", "c"}) {
+    ManagedObject* task = c.insertNewObject("Task");
+    task->setValue("title", title);
+    jo->mutableOrderedSet("tasks").add(task);
+    tasks.push_back(task);
+  }
+  ASSERT_TRUE(c.save().ok());
+
+  jo->setObject("ward", south);                        // to-one moved
+  jo->mutableOrderedSet("tasks").remove(tasks[0]);     // ordered member removed
+  jo->mutableOrderedSet("tasks").insert(tasks[0], 2);  // and put back last
+  tasks[1]->setObject("patient", nullptr);             // from the other side
+  EXPECT_TRUE(jo->isUpdated());
+  c.rollback();
+  EXPECT_FALSE(c.hasChanges());
+  EXPECT_EQ(jo->object("ward"), north);
+  EXPECT_EQ(north->objects("patients"), std::vector<ManagedObject*>{jo});
+  EXPECT_TRUE(south->objects("patients").empty());
+  EXPECT_EQ(jo->objects("tasks"), tasks) << "members and their order";
+  for (ManagedObject* task : tasks) EXPECT_EQ(task->object("patient"), jo);
 }
 
 TEST(ContextTest, DidSaveNotificationCarriesChangesAndMergesIntoAnotherContext) {
