@@ -61,6 +61,14 @@ TEST_F(TaskRulesTest, SortByDueDate) {
   // date; equal dates keep their order; no date last.
   EXPECT_EQ(idsOf(sorted), (std::vector<std::int64_t>{7, 1, 2, 3, 4, 6, 5}));
   EXPECT_TRUE(TaskStore::sortTasksByDueDate({}).empty());
+
+  // The date order alone: one type and status, only the due dates differ.
+  Tasks plain = {task(11, TaskType::Discharge, TaskStatus::Normal, now() + hours(5)),
+                 task(12, TaskType::Discharge, TaskStatus::Normal, std::nullopt),
+                 task(13, TaskType::Discharge, TaskStatus::Normal, now() - hours(30)),
+                 task(14, TaskType::Discharge, TaskStatus::Normal, now() + minutes(1))};
+  EXPECT_EQ(idsOf(TaskStore::sortTasksByDueDate(plain)),
+            (std::vector<std::int64_t>{13, 14, 11, 12}));
 }
 
 TEST_F(TaskRulesTest, SortByCompleteDate) {
