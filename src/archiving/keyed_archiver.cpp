@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "archiving/archive_format.h"
+#include "platform/utf8.h"
 
 namespace orbelin::archiving {
 namespace {
@@ -24,30 +25,15 @@ enum class TextFit { anywhere, binaryOnly, nowhere };
 // for the other C0 controls and for U+FFFE and U+FFFF, so such a text fits
 // only the binary form.
 TextFit textFit(std::string_view text) {
-  static constexpr unsigned kLeadMask[] = {0x7F, 0x1F, 0x0F, 0x07};
-  static constexpr std::uint32_t kMinimum[] = {0, 0x80, 0x800, 0x10000};
   TextFit fit = TextFit::anywhere;
-  std::size_t i = 0;
-  while (i < text.size()) {
-    auto lead = static_cast<unsigned char>(text[i]);
-    std::size_t extra = lead < 0x80             ? 0
-                        : (lead & 0xE0) == 0xC0 ? 1
-                        : (lead & 0xF0) == 0xE0 ? 2
-                        : (lead & 0xF8) == 0xF0 ? 3
-                                                : 4;
-    if (lead == 0 || extra == 4 || extra >= text.size() - i) return TextFit::nowhere;
-    std::uint32_t code = lead & kLeadMask[extra];
-    for (std::size_t k = 1; k <= extra; ++k) {
-      auto next = static_cast<unsigned char>(text[i + k]);
-      if ((next & 0xC0) != 0x80) return TextFit::nowhere;
-      code = (code << 6) | (next & 0x3Fu);
-    }
-    if (code < kMinimum[extra] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
-      return TextFit::nowhere;
+  for (std::size_t i = 0; i < text.size();) {
+    std::size_t length = platform::utf8SequenceLength(text, i);
+    if (length == 0 || text[i] == '\0') return TextFit::nowhere;
+    char32_t code = platform::utf8CodePoint(text, i, length);
     bool xmlCharacter = code >= 0x20 ? code != 0xFFFE && code != 0xFFFF
                                      : code == '\t' || code == '\n' || code == '\r';
     if (!xmlCharacter) fit = TextFit::binaryOnly;
-    i += extra + 1;
+    i += length;
   }
   return fit;
 }

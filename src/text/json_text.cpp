@@ -8,29 +8,11 @@
 #include <cstring>
 
 #include "orbelin/text/json_reader.h"
+#include "platform/utf8.h"
 #include "text/json_writer.h"
 
 namespace orbelin::text {
 namespace {
-
-// Length of the UTF-8 sequence starting at `pos`, or 0 when it is malformed
-// (overlong forms, surrogates and values above U+10FFFF included).
-std::size_t utf8SequenceLength(std::string_view s, std::size_t pos) {
-  auto byte = [&](std::size_t i) { return static_cast<unsigned char>(s[i]); };
-  unsigned char lead = byte(pos);
-  if (lead < 0x80) return 1;
-  std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC2 ? 2 : 0;
-  if (length == 0 || lead > 0xF4 || pos + length > s.size()) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(pos + i) & 0xC0) != 0x80) return 0;
-  }
-  unsigned char second = byte(pos + 1);
-  if (lead == 0xE0 && second < 0xA0) return 0;  // overlong
-  if (lead == 0xED && second > 0x9F) return 0;  // surrogate
-  if (lead == 0xF0 && second < 0x90) return 0;  // overlong
-  if (lead == 0xF4 && second > 0x8F) return 0;  // above U+10FFFF
-  return length;
-}
 
 // The shortest digits that read back as `number` (finite, not zero), and the
 // decimal exponent n such that number = 0.d1d2...dk * 10^n.
@@ -137,15 +119,6 @@ std::string_view escapeOf(unsigned char c) {
 
 namespace detail {
 
-bool isValidUtf8(std::string_view s) {
-  for (std::size_t pos = 0; pos < s.size();) {
-    std::size_t length = utf8SequenceLength(s, pos);
-    if (length == 0) return false;
-    pos += length;
-  }
-  return true;
-}
-
 JsonWriter::JsonWriter(std::string& out, bool pretty) : out_(out), pretty_(pretty) {
   std::size_t used = out_.size();
   out_.resize(std::max(out_.capacity(), used + 64));
@@ -224,7 +197,7 @@ bool JsonWriter::string(std::string_view s) {
         ++pos;
         break;
       case kMultiByte: {
-        std::size_t length = utf8SequenceLength(s, pos);
+        std::size_t length = platform::utf8SequenceLength(s, pos);
         if (length == 0) return false;
         pos += length;
         break;
@@ -360,7 +333,7 @@ std::optional<boost::json::object> json(std::span<const std::uint8_t> bytes) {
 }
 
 std::optional<Bytes> data(std::string_view string) {
-  if (!detail::isValidUtf8(string)) return std::nullopt;
+  if (!platform::isValidUtf8(string)) return std::nullopt;
   return Bytes(string.begin(), string.end());
 }
 

@@ -21,8 +21,6 @@ namespace orbelin::text::detail {
 // never come near it (see kMaxJsonDepth).
 inline constexpr std::size_t kMaxWriteDepth = 4 * kMaxJsonDepth;
 
-bool isValidUtf8(std::string_view s);
-
 // Appends JSON text to a string the caller owns. Every member that can meet
 // something JSON cannot hold returns false; the text written so far is then
 // unspecified and should be dropped.
