@@ -199,7 +199,10 @@ Result<boost::json::value> HostEnvironment::readPropertyList(const std::filesyst
   if (bytes.size() > std::numeric_limits<uint32_t>::max())
     return plistError(path, "the file is too large");
   // libplist aborts on some inputs and recurses on others: look first.
-  if (auto problem = propertyListProblem(bytes)) return plistError(path, *problem);
+  // Far above any Info.plist, far below what exhausts memory.
+  constexpr PropertyListBounds kBounds{std::numeric_limits<uint32_t>::max(), kMaxPropertyListDepth,
+                                       1'000'000};
+  if (auto problem = propertyListProblem(bytes, kBounds)) return plistError(path, *problem);
   plist_t root = nullptr;
   if (plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size())))
     plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);

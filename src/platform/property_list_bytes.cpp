@@ -1,64 +1,98 @@
 #include "property_list_bytes.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
-
-#include "orbelin/platform/host_environment.h"
 
 namespace orbelin::platform {
 namespace {
 
-constexpr int kMaxDepth = HostEnvironment::kMaxPropertyListDepth;
 constexpr std::string_view kBinaryMagic = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
-// Far above any Info.plist, far below what exhausts memory.
-constexpr std::uint64_t kMaxExpandedObjects = 1'000'000;
 
 // --- XML -------------------------------------------------------------------
 
-bool startsWith(std::string_view text, std::size_t pos, std::string_view prefix) {
-  return text.substr(pos, prefix.size()) == prefix;
+// A character reference such as "&#0;" or "&#x00;" that names NUL.
+bool namesNul(std::string_view rest) {
+  bool hex = !rest.empty() && (rest[0] == 'x' || rest[0] == 'X');
+  if (hex) rest.remove_prefix(1);
+  std::size_t digits = 0;
+  while (digits < rest.size() && rest[digits] == '0') ++digits;
+  return digits > 0 && digits < rest.size() && rest[digits] == ';';
 }
 
-// Position just past `terminator` at or after `pos`, or npos.
-std::size_t skipPast(std::string_view text, std::size_t pos, std::string_view terminator) {
-  std::size_t found = text.find(terminator, pos);
-  return found == std::string_view::npos ? found : found + terminator.size();
-}
-
-bool isContainerTag(std::string_view text, std::size_t nameStart) {
-  for (std::string_view name : {std::string_view("dict"), std::string_view("array")}) {
-    if (!startsWith(text, nameStart, name)) continue;
-    std::size_t after = nameStart + name.size();
-    if (after >= text.size()) return false;
-    char c = text[after];
-    return c == '>' || c == '/' || c == ' ' || c == '\t' || c == '\r' || c == '\n';
+// The text of an <integer> element, when it is a number libplist reads as
+// written and that fits a signed 64-bit value. libplist reads the text with
+// strtoull(base 0): a decimal with a leading zero would be taken as octal,
+// trailing text would be dropped, and a magnitude past 2^64 would saturate.
+bool integerTextFits(std::string_view text) {
+  auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+  while (!text.empty() && blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+  bool negative = !text.empty() && text.front() == '-';
+  if (!text.empty() && (text.front() == '-' || text.front() == '+')) text.remove_prefix(1);
+  unsigned base = 10;
+  if (text.size() > 1 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+    base = 16;
+    text.remove_prefix(2);
+  } else if (text.size() > 1 && text[0] == '0') {
+    return false;
   }
-  return false;
+  if (text.empty()) return false;
+  const std::uint64_t limit = negative ? std::uint64_t{1} << 63 : (std::uint64_t{1} << 63) - 1;
+  std::uint64_t magnitude = 0;
+  for (char c : text) {
+    unsigned digit = c >= '0' && c <= '9'                 ? unsigned(c - '0')
+                     : base == 16 && c >= 'a' && c <= 'f' ? unsigned(c - 'a' + 10)
+                     : base == 16 && c >= 'A' && c <= 'F' ? unsigned(c - 'A' + 10)
+                                                          : base;
+    if (digit >= base) return false;
+    if (magnitude > (limit - digit) / base) return false;
+    magnitude = magnitude * base + digit;
+  }
+  return true;
 }
 
-std::optional<std::string> xmlProblem(std::string_view text) {
+std::optional<std::string> xmlProblem(std::string_view text, const PropertyListBounds& bounds) {
   if (text.find('\0') != std::string_view::npos) return "it holds a NUL byte";
   int depth = 0;
-  std::size_t pos = text.find('<');
-  while (pos != std::string_view::npos && pos < text.size()) {
-    std::size_t end;
-    if (startsWith(text, pos, "<!--")) {
-      end = skipPast(text, pos + 4, "-->");
-    } else if (startsWith(text, pos, "<![CDATA[")) {
-      end = skipPast(text, pos, "]]>");
-    } else {
-      end = skipPast(text, pos, ">");
-      if (end == std::string_view::npos) break;  // libplist reports the cut-off tag
-      bool closing = startsWith(text, pos, "</");
-      bool selfClosing = text[end - 2] == '/';
-      if (isContainerTag(text, pos + (closing ? 2 : 1)) && !selfClosing) {
-        depth += closing ? -1 : 1;
-        if (depth > kMaxDepth) return "it is nested too deeply";
-      }
+  std::size_t elements = 0;
+  std::size_t at = 0;
+  while ((at = text.find_first_of("<&", at)) != std::string_view::npos) {
+    std::string_view rest = text.substr(at + 1);
+    if (text[at] == '&') {
+      if (rest.starts_with('#') && namesNul(rest.substr(1)))
+        return "it holds a reference to a NUL character";
+      ++at;
+      continue;
     }
-    if (end == std::string_view::npos) break;
-    pos = text.find('<', end);
+    // Comments, sections and declarations may hold anything; skip them whole.
+    std::string_view close = rest.starts_with("!--")        ? "-->"
+                             : rest.starts_with("![CDATA[") ? "]]>"
+                             : rest.starts_with('?')        ? "?>"
+                                                            : ">";
+    std::size_t end = text.find(close, at + 1);
+    if (end == std::string_view::npos) return "a tag is never closed";
+    std::string_view tag = text.substr(at + 1, end - at - 1);
+    at = end + close.size();
+    if (close != ">" || tag.starts_with('!')) continue;
+    if (++elements > bounds.maxNodes) return "it holds too many objects";
+    bool closing = tag.starts_with('/');
+    if (closing) tag.remove_prefix(1);
+    bool empty = tag.ends_with('/');
+    std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
+    if (name == "integer" && !closing) {
+      std::size_t textEnd = empty ? at : text.find('<', at);
+      // Nothing but the number may stand in the element (a comment or a
+      // section would split it into pieces libplist joins).
+      if (textEnd == std::string_view::npos || !integerTextFits(text.substr(at, textEnd - at)) ||
+          (!empty && !text.substr(textEnd).starts_with("</integer>")))
+        return "an integer is not a signed 64-bit number";
+      continue;
+    }
+    if ((name != "dict" && name != "array") || empty) continue;
+    depth += closing ? -1 : 1;
+    if (depth > bounds.maxDepth) return "it is nested too deeply";
   }
   return std::nullopt;
 }
@@ -67,7 +101,8 @@ std::optional<std::string> xmlProblem(std::string_view text) {
 
 class BinaryList {
  public:
-  explicit BinaryList(std::string_view bytes) : bytes_(bytes) {}
+  BinaryList(std::string_view bytes, const PropertyListBounds& bounds)
+      : bytes_(bytes), bounds_(bounds) {}
 
   std::optional<std::string> problem() {
     if (!readTrailer()) return "its binary trailer or offset table is broken";
@@ -124,7 +159,7 @@ class BinaryList {
     std::uint64_t pos = number(table_ + index * offsetSize_, offsetSize_);
     if (pos < kBinaryMagic.size() || pos >= table_) return false;
     unsigned kind = static_cast<unsigned char>(bytes_[pos]) >> 4;
-    return kind == 0x5 || kind == 0x6 || kind == 0x7;
+    return kind == 0x5 || kind == 0x6;
   }
 
   std::optional<std::string> readObject(std::uint64_t index) {
@@ -137,8 +172,7 @@ class BinaryList {
       case 0x0:
         return std::nullopt;
       case 0x1:
-        if (info > 4 || !fits(pos, std::uint64_t{1} << info, 1)) return "a broken integer";
-        return std::nullopt;
+        return integerProblem(pos, info);
       case 0x2:
         if ((info != 2 && info != 3) || !fits(pos, std::uint64_t{1} << info, 1))
           return "a broken real";
@@ -159,7 +193,6 @@ class BinaryList {
         if (!fits(pos, *size, 1)) return "a broken data object";
         return std::nullopt;
       case 0x5:
-      case 0x7:
         if (!fits(pos, *size, 1)) return "a broken string";
         if (bytes_.substr(pos, *size).find('\0') != std::string_view::npos)
           return "a string or key holds a NUL";
@@ -178,6 +211,21 @@ class BinaryList {
       default:
         return "an object of unknown kind";
     }
+  }
+
+  // Integers of 1, 2, 4 and 8 bytes all fit a signed 64-bit value (the
+  // 8-byte ones are signed). A 16-byte one does only when its high half is
+  // the sign extension of its low half; libplist would keep the low half
+  // alone, so anything wider is refused rather than read as a wrong number.
+  std::optional<std::string> integerProblem(std::size_t pos, unsigned sizeLog2) const {
+    if (sizeLog2 > 4 || !fits(pos, std::uint64_t{1} << sizeLog2, 1)) return "a broken integer";
+    if (sizeLog2 < 4) return std::nullopt;
+    auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes_[pos + i]); };
+    unsigned char extension = (byte(8) & 0x80) != 0 ? 0xFF : 0x00;
+    for (std::size_t i = 0; i < 8; ++i) {
+      if (byte(i) != extension) return "an integer is not a signed 64-bit number";
+    }
+    return std::nullopt;
   }
 
   std::optional<std::string> readReferences(std::uint64_t index, std::size_t pos,
@@ -204,8 +252,9 @@ class BinaryList {
     std::vector<int> height(static_cast<std::size_t>(count_), 0);
     // Objects libplist creates: a shared object is copied at every reference.
     std::vector<std::uint64_t> weight(static_cast<std::size_t>(count_), 1);
+    const std::uint64_t maxNodes = bounds_.maxNodes;
     auto addWeight = [&](std::uint64_t parent, std::uint64_t child) {
-      weight[parent] = std::min(weight[parent] + weight[child], kMaxExpandedObjects + 1);
+      weight[parent] = std::min(weight[parent] + weight[child], maxNodes + 1);
     };
     struct Frame {
       std::uint64_t index;
@@ -220,8 +269,8 @@ class BinaryList {
         int own = container_[frame.index] ? height[frame.index] + 1 : 0;
         height[frame.index] = own;
         state[frame.index] = kDone;
-        if (own > kMaxDepth) return "it is nested too deeply";
-        if (weight[frame.index] > kMaxExpandedObjects) return "it expands to too many objects";
+        if (own > bounds_.maxDepth) return "it is nested too deeply";
+        if (weight[frame.index] > maxNodes) return "it expands to too many objects";
         std::uint64_t finished = frame.index;
         stack.pop_back();
         if (!stack.empty()) {
@@ -239,7 +288,8 @@ class BinaryList {
         addWeight(frame.index, child);
         continue;
       }
-      if (stack.size() > static_cast<std::size_t>(kMaxDepth) + 1) return "it is nested too deeply";
+      if (stack.size() > static_cast<std::size_t>(bounds_.maxDepth) + 1)
+        return "it is nested too deeply";
       state[child] = kOpen;
       stack.push_back({child, 0});
     }
@@ -247,6 +297,7 @@ class BinaryList {
   }
 
   std::string_view bytes_;
+  const PropertyListBounds& bounds_;
   std::size_t offsetSize_ = 0;
   std::size_t refSize_ = 0;
   std::uint64_t count_ = 0;
@@ -258,9 +309,12 @@ class BinaryList {
 
 }  // namespace
 
-std::optional<std::string> propertyListProblem(std::string_view bytes) {
-  if (bytes.substr(0, kBinaryMagic.size()) == kBinaryMagic) return BinaryList(bytes).problem();
-  return xmlProblem(bytes);
+std::optional<std::string> propertyListProblem(std::string_view bytes,
+                                               const PropertyListBounds& bounds) {
+  if (bytes.empty()) return "it is empty";
+  if (bytes.size() > bounds.maxBytes) return "it is too large";
+  if (bytes.starts_with(kBinaryMagic)) return BinaryList(bytes, bounds).problem();
+  return xmlProblem(bytes, bounds);
 }
 
 }  // namespace orbelin::platform

@@ -21,10 +21,11 @@ struct PropertyListLimits {
   std::size_t maxNodes = 200000;
 };
 
-// Checks that bytes are safe to hand to libplist: a binary list ("bplist00")
-// whose offset table, lengths and references stay inside the data, with no
-// NUL in a string, no unknown object kind and nesting and size within the
-// limits; otherwise (XML) no NUL byte and no character reference to NUL, and
+// Checks that bytes are safe to hand to libplist (the same check guards the
+// Info.plist): a binary list ("bplist00") whose offset table, lengths and
+// references stay inside the data and do not loop, with no NUL in a string,
+// only strings as dictionary keys, no unknown object kind and nesting and
+// size within the limits; otherwise (XML) no NUL byte and no character reference to NUL, and
 // nesting within the limits. In both forms every integer must fit a signed
 // 64-bit value (an XML integer written in decimal without leading zeros, or
 // in hex after "0x"): libplist would wrap or cut a wider one without a word. Passing the check does
