@@ -14,6 +14,7 @@
 #include "orbelin/graph/value.h"
 #include "orbelin/networking/json.h"
 #include "orbelin/records/model.h"
+#include "orbelin/records/record.h"
 
 // What every first-generation import shares: the shared stack's context, the
 // nesting guard, moved dates and enumeration reads.
@@ -83,16 +84,6 @@ class Members {
   std::array<const boost::json::value*, kMaxKeys> found_{};
 };
 
-// The position of `key` in an import's `keys`, worked out when compiling (a
-// key that is not there does not compile).
-template <std::size_t N>
-consteval std::size_t keyIndex(const std::array<std::string_view, N>& keys, std::string_view key) {
-  for (std::size_t i = 0; i < N; ++i) {
-    if (keys[i] == key) return i;
-  }
-  throw "the import does not read this key";
-}
-
 // A service date moved onto today; the date as sent when it cannot be moved.
 inline Date movedOntoToday(Date sent) {
   return DateUtils::createSimulatedDateFrom421(sent).value_or(sent);
@@ -118,6 +109,72 @@ std::vector<T*> importEach(const TamberNetworking::JSON& array, Make make) {
     if (T* record = make(element)) records.push_back(record);
   }
   return records;
+}
+
+// The JSON keys of a record's table, row by row ("" where a row has none):
+// what Members looks for.
+template <typename Record>
+inline constexpr auto kKeysOf = [] {
+  std::array<std::string_view, std::size(Record::kProperties)> keys{};
+  for (std::size_t row = 0; row < keys.size(); ++row) keys[row] = Record::kProperties[row].key;
+  return keys;
+}();
+
+// The row of a record's table that reads `key` (a key no row reads does not
+// compile): where Members holds that member.
+template <typename Record>
+consteval std::size_t rowOf(std::string_view key) {
+  for (std::size_t row = 0; row < kKeysOf<Record>.size(); ++row) {
+    if (kKeysOf<Record>[row] == key) return row;
+  }
+  throw "the record reads no such key";
+}
+
+// Sets every attribute that the record's table reads plainly or moved onto
+// today from its member.
+template <typename Record>
+void fillAttributes(Record& record, const Members& members) {
+  using R = FirstGenerationRecord;
+  std::size_t attribute = 0;
+  for (std::size_t row = 0; row < std::size(Record::kProperties); ++row) {
+    const R::Property& property = Record::kProperties[row];
+    if (R::isRelationship(property.kind)) continue;
+    std::size_t index = attribute++;
+    if (property.key.empty() || property.read == R::kByHand) continue;
+    switch (property.kind) {
+      case R::kText:
+        record.setValueAt(index, members.stringValue(row));
+        break;
+      case R::kInteger:
+        record.setValueAt(index, members.intValue(row));
+        break;
+      case R::kDate: {
+        Date sent = members.dateValue(row);
+        record.setValueAt(index, property.read == R::kMovedOntoToday ? movedOntoToday(sent) : sent);
+        break;
+      }
+      default:
+        break;
+    }
+  }
+}
+
+// A new Record in the shared context, filled from `json`: the attributes its
+// table reads plainly, then the rest by `byHand(record, members, nested)`,
+// where `nested` is false at the nesting limit (no nested records then).
+// Null when the stack has no context.
+template <typename Record, typename ByHand>
+Record* importRecord(const TamberNetworking::JSON& json, ByHand byHand) {
+  static_assert(std::size(Record::kProperties) <= Members::kMaxKeys);
+  ImportScope scope;
+  auto* record = scope.insert<Record>(Record::Static::EntityName);
+  if (!record) return nullptr;
+  // Replies repeat one shape of object many times.
+  thread_local MemberMemo memo;
+  const Members members(json, kKeysOf<Record>, memo);
+  fillAttributes(*record, members);
+  byHand(*record, members, scope.nestedAllowed());
+  return record;
 }
 
 }  // namespace orbelin::records_detail

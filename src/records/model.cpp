@@ -9,151 +9,43 @@
 namespace orbelin {
 namespace {
 
-using graph::AttributeType;
-using graph::ModelBuilder;
+using R = FirstGenerationRecord;
 
-constexpr AttributeType kText = AttributeType::String;
-constexpr AttributeType kInteger = AttributeType::Integer64;
-constexpr AttributeType kDate = AttributeType::Date;
-
-// Attributes and relationships are declared in the order of each record's
-// AttributeIndex and RelationshipIndex, which is how the records find them.
-
-void addPatient(ModelBuilder& builder) {
-  builder.entity<Patient>("Patient")
-      .attribute("doctorApproval", kText)
-      .attribute("dischargeDisposition", kText)
-      .attribute("id", kInteger)
-      .attribute("firstName", kText)
-      .attribute("lastName", kText)
-      .attribute("roomNumber", kText)
-      .attribute("gender", kText)
-      .attribute("acuity", kInteger)
-      .attribute("birthdate", kDate)
-      .attribute("ambulatoryStatus", kText)
-      .attribute("codeStatus", kText)
-      .attribute("dietType", kText)
-      .attribute("immunizationStatus", kText)
-      .attribute("coreMeasures", kText)
-      .attribute("admittedDate", kDate)
-      .attribute("status", kInteger)
-      .attribute("physician", kText)
-      .attribute("dischargedDate", kDate)
-      .attribute("staffIds", AttributeType::Transformable)
-      .toMany("diagnoses", "Diagnosis", "patients")
-      .toMany("medications", "Medication", "patients")
-      .toMany("allergies", "Allergy", "patients")
-      .toMany("medicalProblems", "MedicalProblem", "patients")
-      .toMany("tasks", "Task")
-      .toMany("barriers", "Barrier", "patients")
-      .toOne("room", "Room", "patient")
-      .toMany("notifications", "Notification")
-      .toMany("userInfos", "UserAppInfo", "patients");
+// The entity of a record class, property by property in the order of its
+// table, which is the order its accessors count in.
+template <typename Record>
+void addEntity(graph::ModelBuilder& builder) {
+  static constexpr graph::AttributeType kTypes[] = {
+      graph::AttributeType::String, graph::AttributeType::Integer64, graph::AttributeType::Date,
+      graph::AttributeType::Transformable};
+  auto entity = builder.entity<Record>(std::string(Record::Static::EntityName));
+  for (const R::Property& property : Record::kProperties) {
+    std::string name(property.name);
+    if (property.kind == R::kToOne) {
+      entity.toOne(name, std::string(property.destination), std::string(property.inverse));
+    } else if (property.kind == R::kToMany) {
+      entity.toMany(name, std::string(property.destination), std::string(property.inverse));
+    } else {
+      entity.attribute(name, kTypes[property.kind], property.optional);
+    }
+  }
 }
 
-void addTaskRecords(ModelBuilder& builder) {
-  builder.entity<Task>("Task")
-      .attribute("id", kInteger)
-      .attribute("groupId", kInteger)
-      .attribute("createdDate", kDate)
-      .attribute("type", kInteger)
-      .attribute("status", kInteger)
-      .attribute("completedDate", kDate)
-      .attribute("statusDescription", kText)
-      .attribute("text", kText)
-      .attribute("staffId", kInteger)
-      .attribute("dueDate", kDate)
-      .toOne("patient", "Patient")
-      .toOne("userInfo", "UserAppInfo", "tasks")
-      .toMany("notifications", "Notification");
-  builder.entity<TaskSummary>("TaskSummary")
-      .attribute("open", kInteger)
-      .attribute("completed", kInteger)
-      .attribute("patientId", kInteger)
-      .attribute("overdue", kInteger)
-      .attribute("id", kInteger)
-      .toOne("userAppInfo", "UserAppInfo");
-  builder.entity<Notification>("Notification")
-      .attribute("id", kInteger)
-      .attribute("date", kDate)
-      .attribute("text", kText)
-      .attribute("type", kInteger)
-      .attribute("status", kInteger)
-      .toOne("task", "Task")
-      .toOne("patient", "Patient")
-      .toOne("userInfo", "UserAppInfo", "notification");
-}
-
-void addStaffRecords(ModelBuilder& builder) {
-  builder.entity<StaffMember>("StaffMember")
-      .attribute("firstName", kText)
-      .attribute("id", kInteger)
-      .attribute("lastName", kText)
-      .attribute("shiftId", kInteger)
-      .attribute("image", kText)
-      .attribute("phoneNumber", kText)
-      .toOne("userInfo", "UserAppInfo", "staffMember")
-      .toOne("role", "Role", "staffMembers")
-      .toMany("shifts", "Shift", "staffMembers");
-  builder.entity<StaffSummary>("StaffSummary")
-      .attribute("staffId", kInteger)
-      .attribute("completedTasks", kInteger)
-      .attribute("remainingTasks", kInteger)
-      .attribute("reportedIssues", kInteger)
-      .attribute("id", kInteger)
-      .toMany("overdueTasks", "Task");
-  builder.entity<Role>("Role")
-      .attribute("id", kInteger)
-      .attribute("label", kText)
-      .toMany("staffMembers", "StaffMember", "role");
-  builder.entity<Shift>("Shift")
-      .attribute("id", kInteger)
-      .attribute("startTime", kDate)
-      .attribute("endTime", kDate)
-      .toMany("staffMembers", "StaffMember", "shifts");
-  builder.entity<Room>("Room")
-      .attribute("id", kInteger)
-      .attribute("name", kText)
-      .toOne("patient", "Patient", "room");
-  builder.entity<UserAppInfo>("UserAppInfo")
-      .attribute("username", kText)
-      .attribute("id", kInteger)
-      .toMany("patients", "Patient", "userInfos")
-      .toMany("tasks", "Task", "userInfo")
-      .toMany("notification", "Notification", "userInfo")
-      .toOne("staffMember", "StaffMember", "userInfo");
-}
-
-template <typename Lookup>
-void addLookup(ModelBuilder& builder, const char* name, const char* inverse) {
-  builder.entity<Lookup>(name)
-      .attribute("id", kInteger)
-      .attribute("name", kText)
-      .toMany("patients", "Patient", inverse);
-}
-
-void addLookups(ModelBuilder& builder) {
-  addLookup<Allergy>(builder, "Allergy", "allergies");
-  addLookup<Barrier>(builder, "Barrier", "barriers");
-  addLookup<Diagnosis>(builder, "Diagnosis", "diagnoses");
-  addLookup<Medication>(builder, "Medication", "medications");
-  builder.entity<MedicalProblem>("MedicalProblem")
-      .attribute("id", kInteger)
-      .attribute("name", kText)
-      .toOne("patients", "Patient", "medicalProblems");
+template <typename... Records>
+std::shared_ptr<const graph::ManagedObjectModel> buildModelOf() {
+  graph::ModelBuilder builder;
+  (addEntity<Records>(builder), ...);
+  auto model = builder.build();
+  if (!model) return nullptr;
+  return *model;
 }
 
 }  // namespace
 
 std::shared_ptr<const graph::ManagedObjectModel> buildFirstGenerationModel() {
-  ModelBuilder builder;
-  addPatient(builder);
-  addTaskRecords(builder);
-  addStaffRecords(builder);
-  addLookups(builder);
-  auto model = builder.build();
-  if (!model) return nullptr;
-  return *model;
+  return buildModelOf<Patient, Task, TaskSummary, Notification, StaffMember, StaffSummary, Role,
+                      Shift, Room, UserAppInfo, Allergy, Barrier, Diagnosis, Medication,
+                      MedicalProblem>();
 }
 
 void registerFirstGenerationModel() {

@@ -1,8 +1,6 @@
 #include "orbelin/records/patient.h"
 
-#include <array>
 #include <cmath>
-#include <limits>
 
 #include <boost/json/array.hpp>
 
@@ -17,63 +15,12 @@ namespace orbelin {
 namespace {
 
 using records_detail::importEach;
+using records_detail::Members;
 using TamberNetworking::JSON;
-
 using S = Patient::Static;
 
-// The members a patient import reads.
-constexpr std::array<std::string_view, 26> kKeys{S::PatientDoctorApproval,
-                                                 S::PatientDischargeDisposition,
-                                                 S::PatientPatientID,
-                                                 S::PatientFirstName,
-                                                 S::PatientLastName,
-                                                 S::PatientRoomNumber,
-                                                 S::PatientGender,
-                                                 S::PatientAcuity,
-                                                 S::PatientBirthdate,
-                                                 S::PatientAmbulatoryStatus,
-                                                 S::PatientCodeStatus,
-                                                 S::PatientDietType,
-                                                 S::PatientImmunizationStatus,
-                                                 S::PatientCoreMeasures,
-                                                 S::PatientAdmittedDate,
-                                                 S::PatientStatus,
-                                                 S::PatientPhysician,
-                                                 S::PatientDischargeDate,
-                                                 S::PatientDiagnoses,
-                                                 S::PatientMedication,
-                                                 S::PatientAllergies,
-                                                 S::PatientMedicalProblems,
-                                                 S::PatientTasks,
-                                                 S::PatientBarriers,
-                                                 S::PatientStaffIds,
-                                                 S::PatientRoom};
-consteval std::size_t at(std::string_view key) {
-  return records_detail::keyIndex(kKeys, key);
-}
-
-void fillPlainAttributes(Patient& patient, const records_detail::Members& json) {
-  patient.setValueAt(Patient::kDoctorApproval, json.stringValue(at(S::PatientDoctorApproval)));
-  patient.setValueAt(Patient::kDischargeDisposition,
-                     json.stringValue(at(S::PatientDischargeDisposition)));
-  patient.setValueAt(Patient::kId, json.intValue(at(S::PatientPatientID)));
-  patient.setValueAt(Patient::kFirstName, json.stringValue(at(S::PatientFirstName)));
-  patient.setValueAt(Patient::kLastName, json.stringValue(at(S::PatientLastName)));
-  patient.setValueAt(Patient::kRoomNumber, json.stringValue(at(S::PatientRoomNumber)));
-  patient.setValueAt(Patient::kGender, json.stringValue(at(S::PatientGender)));
-  patient.setValueAt(Patient::kAcuity, json.intValue(at(S::PatientAcuity)));
-  // Kept absent when missing or not a date: the epoch fallback would make
-  // the patient 56 years old on a clinical screen, where age 0 says unknown.
-  patient.setValueAt(Patient::kBirthdate, json.date(at(S::PatientBirthdate)));
-  patient.setValueAt(Patient::kAmbulatoryStatus, json.stringValue(at(S::PatientAmbulatoryStatus)));
-  patient.setValueAt(Patient::kCodeStatus, json.stringValue(at(S::PatientCodeStatus)));
-  patient.setValueAt(Patient::kDietType, json.stringValue(at(S::PatientDietType)));
-  patient.setValueAt(Patient::kImmunizationStatus,
-                     json.stringValue(at(S::PatientImmunizationStatus)));
-  patient.setValueAt(Patient::kCoreMeasures, json.stringValue(at(S::PatientCoreMeasures)));
-  patient.setValueAt(Patient::kAdmittedDate, json.dateValue(at(S::PatientAdmittedDate)));
-  patient.setValueAt(Patient::kStatus, json.intValue(at(S::PatientStatus)));
-  patient.setValueAt(Patient::kPhysician, json.stringValue(at(S::PatientPhysician)));
+consteval std::size_t row(std::string_view key) {
+  return records_detail::rowOf<Patient>(key);
 }
 
 // One lookup record per text of the array, equal texts included.
@@ -96,59 +43,43 @@ boost::json::array staffIdList(const JSON& array) {
   return ids;
 }
 
+// Each set of nested records in the order of the table; a new record's sets
+// start empty, so only non-empty ones are assigned.
+void importNested(Patient& patient, const Members& members) {
+  if (auto records = lookups<Diagnosis>(members.view(row(S::PatientDiagnoses))); !records.empty())
+    patient.setDiagnoses(records);
+  if (auto records = lookups<Medication>(members.view(row(S::PatientMedication))); !records.empty())
+    patient.setMedications(records);
+  if (auto records = lookups<Allergy>(members.view(row(S::PatientAllergies))); !records.empty())
+    patient.setAllergies(records);
+  if (auto records = lookups<MedicalProblem>(members.view(row(S::PatientMedicalProblems)));
+      !records.empty())
+    patient.setMedicalProblems(records);
+  if (auto records = wrappedTasks(members.view(row(S::PatientTasks))); !records.empty())
+    patient.setTasks(records);
+  if (auto records = lookups<Barrier>(members.view(row(S::PatientBarriers))); !records.empty())
+    patient.setBarriers(records);
+  if (auto room = members.view(row(S::PatientRoom)).optional())
+    patient.setRoom(Room::create(*room));
+}
+
 }  // namespace
 
 Patient* Patient::create(const JSON& json) {
-  records_detail::ImportScope scope;
-  auto* patient = scope.insert<Patient>(Static::EntityName);
-  if (!patient) return nullptr;
-  thread_local records_detail::MemberMemo memo;
-  const records_detail::Members members(json, kKeys, memo);
-  fillPlainAttributes(*patient, members);
-  patient->setValueAt(kDischargedDate, records_detail::movedOntoToday(
-                                           members.dateValue(at(S::PatientDischargeDate))));
-  bool nested = scope.nestedAllowed();
-  if (nested) {
-    // A new record's sets start empty, so only non-empty ones are assigned.
-    if (auto records = lookups<Diagnosis>(members.view(at(S::PatientDiagnoses)));
-        !records.empty()) {
-      patient->setDiagnoses(records);
-    }
-    if (auto records = lookups<Medication>(members.view(at(S::PatientMedication)));
-        !records.empty()) {
-      patient->setMedications(records);
-    }
-    if (auto records = lookups<Allergy>(members.view(at(S::PatientAllergies))); !records.empty()) {
-      patient->setAllergies(records);
-    }
-    if (auto records = lookups<MedicalProblem>(members.view(at(S::PatientMedicalProblems)));
-        !records.empty()) {
-      patient->setMedicalProblems(records);
-    }
-    if (auto records = wrappedTasks(members.view(at(S::PatientTasks))); !records.empty()) {
-      patient->setTasks(records);
-    }
-    if (auto records = lookups<Barrier>(members.view(at(S::PatientBarriers))); !records.empty()) {
-      patient->setBarriers(records);
-    }
-  }
-  patient->setValueAt(kStaffIds,
-                      boost::json::value(staffIdList(members.view(at(S::PatientStaffIds)))));
-  if (nested) {
-    if (auto room = members.view(at(S::PatientRoom)).optional())
-      patient->setRoom(Room::create(*room));
-  }
-  return patient;
-}
-
-graph::FetchRequest Patient::fetchRequest() {
-  registerFirstGenerationModel();
-  return graph::FetchRequest(std::string(Static::EntityName));
+  return records_detail::importRecord<Patient>(
+      json, [](Patient& patient, const Members& members, bool nested) {
+        // Kept absent when missing or not a date: the epoch fallback would make
+        // the patient 56 years old on a clinical screen, where age 0 says unknown.
+        patient.setBirthdate(members.date(row(S::PatientBirthdate)));
+        patient.setValueAt(at("staffIds"),
+                           boost::json::value(staffIdList(members.view(row(S::PatientStaffIds)))));
+        if (nested) importNested(patient, members);
+      });
 }
 
 std::vector<std::int64_t> Patient::staffIds() const {
   std::vector<std::int64_t> ids;
-  graph::Value stored = valueAt(kStaffIds);
+  graph::Value stored = valueAt(at("staffIds"));
   const boost::json::value* list = stored.transformable();
   if (!list || !list->is_array()) return ids;
   for (const auto& element : list->get_array()) {
@@ -159,56 +90,7 @@ std::vector<std::int64_t> Patient::staffIds() const {
 
 void Patient::setStaffIds(const std::vector<std::int64_t>& ids) {
   boost::json::array list(ids.begin(), ids.end());
-  setValueAt(kStaffIds, boost::json::value(std::move(list)));
-}
-
-std::vector<Diagnosis*> Patient::diagnoses() const {
-  return toManyAt<Diagnosis>(kDiagnoses);
-}
-void Patient::setDiagnoses(const std::vector<Diagnosis*>& records) {
-  setToManyAt(kDiagnoses, records);
-}
-std::vector<Medication*> Patient::medications() const {
-  return toManyAt<Medication>(kMedications);
-}
-void Patient::setMedications(const std::vector<Medication*>& records) {
-  setToManyAt(kMedications, records);
-}
-std::vector<Allergy*> Patient::allergies() const {
-  return toManyAt<Allergy>(kAllergies);
-}
-void Patient::setAllergies(const std::vector<Allergy*>& records) {
-  setToManyAt(kAllergies, records);
-}
-std::vector<MedicalProblem*> Patient::medicalProblems() const {
-  return toManyAt<MedicalProblem>(kMedicalProblems);
-}
-void Patient::setMedicalProblems(const std::vector<MedicalProblem*>& records) {
-  setToManyAt(kMedicalProblems, records);
-}
-std::vector<Task*> Patient::tasks() const {
-  return toManyAt<Task>(kTasks);
-}
-void Patient::setTasks(const std::vector<Task*>& records) {
-  setToManyAt(kTasks, records);
-}
-std::vector<Barrier*> Patient::barriers() const {
-  return toManyAt<Barrier>(kBarriers);
-}
-void Patient::setBarriers(const std::vector<Barrier*>& records) {
-  setToManyAt(kBarriers, records);
-}
-std::vector<Notification*> Patient::notifications() const {
-  return toManyAt<Notification>(kNotifications);
-}
-std::vector<UserAppInfo*> Patient::userInfos() const {
-  return toManyAt<UserAppInfo>(kUserInfos);
-}
-Room* Patient::room() const {
-  return toOneAt<Room>(kRoom);
-}
-void Patient::setRoom(Room* room) {
-  setObjectAt(kRoom, room);
+  setValueAt(at("staffIds"), boost::json::value(std::move(list)));
 }
 
 std::string Patient::fullName() const {

@@ -8,24 +8,7 @@
 namespace orbelin::test {
 namespace {
 
-// The records read attributes by position: every position must name the
-// attribute the accessor means.
-template <typename Record>
-void expectAttributes(const graph::ManagedObjectModel& model, const std::string& entity,
-                      std::initializer_list<std::pair<const char*, std::size_t>> attributes,
-                      std::initializer_list<std::pair<const char*, std::size_t>> relationships) {
-  SCOPED_TRACE(entity);
-  const auto* description = model.entity(entity);
-  ASSERT_NE(description, nullptr);
-  EXPECT_EQ(description->attributes().size(), Record::kAttributeCount);
-  EXPECT_EQ(description->relationships().size(), Record::kRelationshipCount);
-  for (auto [name, index] : attributes) EXPECT_EQ(description->attributeIndex(name), index) << name;
-  for (auto [name, index] : relationships) {
-    EXPECT_EQ(description->relationshipIndex(name), index) << name;
-  }
-}
-
-TEST(FirstGenerationModelTest, EntitiesAttributesAndPositions) {
+TEST(FirstGenerationModelTest, FifteenEntitiesByTheirRecordNames) {
   auto model = buildFirstGenerationModel();
   ASSERT_NE(model, nullptr);
   std::set<std::string> names;
@@ -34,103 +17,6 @@ TEST(FirstGenerationModelTest, EntitiesAttributesAndPositions) {
                                           "StaffSummary", "Shift", "Room", "Role", "UserAppInfo",
                                           "Notification", "Allergy", "Barrier", "Diagnosis",
                                           "Medication", "MedicalProblem"}));
-
-  using P = Patient;
-  expectAttributes<Patient>(*model, "Patient",
-                            {{"doctorApproval", P::kDoctorApproval},
-                             {"dischargeDisposition", P::kDischargeDisposition},
-                             {"id", P::kId},
-                             {"firstName", P::kFirstName},
-                             {"lastName", P::kLastName},
-                             {"roomNumber", P::kRoomNumber},
-                             {"gender", P::kGender},
-                             {"acuity", P::kAcuity},
-                             {"birthdate", P::kBirthdate},
-                             {"ambulatoryStatus", P::kAmbulatoryStatus},
-                             {"codeStatus", P::kCodeStatus},
-                             {"dietType", P::kDietType},
-                             {"immunizationStatus", P::kImmunizationStatus},
-                             {"coreMeasures", P::kCoreMeasures},
-                             {"admittedDate", P::kAdmittedDate},
-                             {"status", P::kStatus},
-                             {"physician", P::kPhysician},
-                             {"dischargedDate", P::kDischargedDate},
-                             {"staffIds", P::kStaffIds}},
-                            {{"diagnoses", P::kDiagnoses},
-                             {"medications", P::kMedications},
-                             {"allergies", P::kAllergies},
-                             {"medicalProblems", P::kMedicalProblems},
-                             {"tasks", P::kTasks},
-                             {"barriers", P::kBarriers},
-                             {"room", P::kRoom},
-                             {"notifications", P::kNotifications},
-                             {"userInfos", P::kUserInfos}});
-  expectAttributes<Task>(*model, "Task",
-                         {{"id", Task::kId},
-                          {"groupId", Task::kGroupId},
-                          {"createdDate", Task::kCreatedDate},
-                          {"type", Task::kType},
-                          {"status", Task::kStatus},
-                          {"completedDate", Task::kCompletedDate},
-                          {"statusDescription", Task::kStatusDescription},
-                          {"text", Task::kText},
-                          {"staffId", Task::kStaffId},
-                          {"dueDate", Task::kDueDate}},
-                         {{"patient", Task::kPatient},
-                          {"userInfo", Task::kUserInfo},
-                          {"notifications", Task::kNotifications}});
-  expectAttributes<TaskSummary>(*model, "TaskSummary",
-                                {{"open", TaskSummary::kOpen},
-                                 {"completed", TaskSummary::kCompleted},
-                                 {"patientId", TaskSummary::kPatientId},
-                                 {"overdue", TaskSummary::kOverdue},
-                                 {"id", TaskSummary::kId}},
-                                {{"userAppInfo", TaskSummary::kUserAppInfo}});
-  expectAttributes<Notification>(*model, "Notification",
-                                 {{"id", Notification::kId},
-                                  {"date", Notification::kDate},
-                                  {"text", Notification::kText},
-                                  {"type", Notification::kType},
-                                  {"status", Notification::kStatus}},
-                                 {{"task", Notification::kTask},
-                                  {"patient", Notification::kPatient},
-                                  {"userInfo", Notification::kUserInfo}});
-  expectAttributes<StaffMember>(*model, "StaffMember",
-                                {{"firstName", StaffMember::kFirstName},
-                                 {"id", StaffMember::kId},
-                                 {"lastName", StaffMember::kLastName},
-                                 {"shiftId", StaffMember::kShiftId},
-                                 {"image", StaffMember::kImage},
-                                 {"phoneNumber", StaffMember::kPhoneNumber}},
-                                {{"userInfo", StaffMember::kUserInfo},
-                                 {"role", StaffMember::kRole},
-                                 {"shifts", StaffMember::kShifts}});
-  expectAttributes<StaffSummary>(*model, "StaffSummary",
-                                 {{"staffId", StaffSummary::kStaffId},
-                                  {"completedTasks", StaffSummary::kCompletedTasks},
-                                  {"remainingTasks", StaffSummary::kRemainingTasks},
-                                  {"reportedIssues", StaffSummary::kReportedIssues},
-                                  {"id", StaffSummary::kId}},
-                                 {{"overdueTasks", StaffSummary::kOverdueTasks}});
-  expectAttributes<Role>(*model, "Role", {{"id", Role::kId}, {"label", Role::kLabel}},
-                         {{"staffMembers", Role::kStaffMembers}});
-  expectAttributes<Shift>(
-      *model, "Shift",
-      {{"id", Shift::kId}, {"startTime", Shift::kStartTime}, {"endTime", Shift::kEndTime}},
-      {{"staffMembers", Shift::kStaffMembers}});
-  expectAttributes<Room>(*model, "Room", {{"id", Room::kId}, {"name", Room::kName}},
-                         {{"patient", Room::kPatient}});
-  expectAttributes<UserAppInfo>(*model, "UserAppInfo",
-                                {{"username", UserAppInfo::kUsername}, {"id", UserAppInfo::kId}},
-                                {{"patients", UserAppInfo::kPatients},
-                                 {"tasks", UserAppInfo::kTasks},
-                                 {"notification", UserAppInfo::kNotification},
-                                 {"staffMember", UserAppInfo::kStaffMember}});
-  for (const char* lookup : {"Allergy", "Barrier", "Diagnosis", "Medication", "MedicalProblem"}) {
-    expectAttributes<LookupRecord>(*model, lookup,
-                                   {{"id", LookupRecord::kId}, {"name", LookupRecord::kName}},
-                                   {{"patients", LookupRecord::kPatients}});
-  }
 }
 
 TEST(FirstGenerationModelTest, InversePairsAndCardinality) {
@@ -192,6 +78,123 @@ TEST(EnumerationTest, RawValuesLabelsAndHashing) {
   std::unordered_set<DischargeStatus> statuses{DischargeStatus::InToday, DischargeStatus::InToday,
                                                DischargeStatus::InThePast};
   EXPECT_EQ(statuses.size(), 2u);
+}
+
+}  // namespace
+}  // namespace orbelin::test
+
+namespace orbelin::test {
+namespace {
+
+template <typename R>
+using TextGetter = std::string (R::*)() const;
+template <typename R>
+using IntegerGetter = std::optional<std::int64_t> (R::*)() const;
+template <typename R>
+using DateGetter = OptionalDate (R::*)() const;
+
+// Each value is set under its attribute's model name (as predicates, sorts
+// and key-value access reach it) and must come back from the accessor of
+// that name, with no two names sharing a slot.
+template <typename R>
+void expectNamed(R& record, std::initializer_list<std::pair<const char*, TextGetter<R>>> texts,
+                 std::initializer_list<std::pair<const char*, IntegerGetter<R>>> integers = {},
+                 std::initializer_list<std::pair<const char*, DateGetter<R>>> dates = {}) {
+  std::int64_t number = 100;
+  for (auto [name, get] : texts) ASSERT_TRUE(record.setValue(name, std::string(name))) << name;
+  for (auto [name, get] : integers) ASSERT_TRUE(record.setValue(name, ++number)) << name;
+  for (auto [name, get] : dates) ASSERT_TRUE(record.setValue(name, dateFromSeconds(++number)));
+  number = 100;
+  for (auto [name, get] : texts) EXPECT_EQ((record.*get)(), name);
+  for (auto [name, get] : integers) EXPECT_EQ((record.*get)(), ++number) << name;
+  for (auto [name, get] : dates) EXPECT_EQ((record.*get)(), dateFromSeconds(++number)) << name;
+}
+
+TEST_F(RecordsTest, AccessorsReachTheAttributesOfTheirModelNames) {
+  using P = Patient;
+  auto* patient = Patient::create(json("{}"));
+  expectNamed<P>(*patient,
+                 {{"doctorApproval", &P::doctorApproval},
+                  {"dischargeDisposition", &P::dischargeDisposition},
+                  {"firstName", &P::firstName},
+                  {"lastName", &P::lastName},
+                  {"roomNumber", &P::roomNumber},
+                  {"gender", &P::gender},
+                  {"ambulatoryStatus", &P::ambulatoryStatus},
+                  {"codeStatus", &P::codeStatus},
+                  {"dietType", &P::dietType},
+                  {"immunizationStatus", &P::immunizationStatus},
+                  {"coreMeasures", &P::coreMeasures},
+                  {"physician", &P::physician}},
+                 {{"id", &P::id}, {"acuity", &P::acuity}, {"status", &P::status}},
+                 {{"birthdate", &P::birthdate},
+                  {"admittedDate", &P::admittedDate},
+                  {"dischargedDate", &P::dischargedDate}});
+  auto* task = Task::create(json("{}"));
+  expectNamed<Task>(*task, {{"statusDescription", &Task::statusDescription}, {"text", &Task::text}},
+                    {{"id", &Task::id},
+                     {"groupId", &Task::groupId},
+                     {"type", &Task::type},
+                     {"status", &Task::status},
+                     {"staffId", &Task::staffId}},
+                    {{"createdDate", &Task::createdDate},
+                     {"completedDate", &Task::completedDate},
+                     {"dueDate", &Task::dueDate}});
+  using TS = TaskSummary;
+  expectNamed<TS>(*TaskSummary::create(json("{}")), {},
+                  {{"open", &TS::open},
+                   {"completed", &TS::completed},
+                   {"patientId", &TS::patientId},
+                   {"overdue", &TS::overdue},
+                   {"id", &TS::id}});
+  using N = Notification;
+  auto* notification = Notification::create(json("{}"));
+  expectNamed<N>(*notification, {{"text", &N::text}},
+                 {{"id", &N::id}, {"type", &N::type}, {"status", &N::status}},
+                 {{"date", &N::date}});
+  using SM = StaffMember;
+  auto* member = StaffMember::create(json("{}"));
+  expectNamed<SM>(*member,
+                  {{"firstName", &SM::firstName},
+                   {"lastName", &SM::lastName},
+                   {"image", &SM::image},
+                   {"phoneNumber", &SM::phoneNumber}},
+                  {{"id", &SM::id}, {"shiftId", &SM::shiftId}});
+  using SS = StaffSummary;
+  expectNamed<SS>(*StaffSummary::create(json("{}")), {},
+                  {{"staffId", &SS::staffId},
+                   {"completedTasks", &SS::completedTasks},
+                   {"remainingTasks", &SS::remainingTasks},
+                   {"reportedIssues", &SS::reportedIssues},
+                   {"id", &SS::id}});
+  expectNamed<Role>(*Role::create(json("{}")), {{"label", &Role::label}}, {{"id", &Role::id}});
+  expectNamed<Shift>(*Shift::create(json("{}")), {}, {{"id", &Shift::id}},
+                     {{"startTime", &Shift::startTime}, {"endTime", &Shift::endTime}});
+  expectNamed<Room>(*Room::create(json("{}")), {{"name", &Room::name}}, {{"id", &Room::id}});
+  using U = UserAppInfo;
+  expectNamed<U>(*UserAppInfo::create(json("{}")), {{"username", &U::username}}, {{"id", &U::id}});
+  auto* problem = MedicalProblem::create("Asthma");
+  expectNamed<MedicalProblem>(*problem, {{"name", &MedicalProblem::name}},
+                              {{"id", &MedicalProblem::id}});
+
+  // Relationships set through the accessors are found under their names.
+  Room* room = Room::create(json("{}"));
+  patient->setRoom(room);
+  EXPECT_EQ(patient->object("room"), room);
+  EXPECT_EQ(room->object("patient"), patient);
+  problem->setPatients(patient);
+  EXPECT_EQ(patient->objects("medicalProblems"), std::vector<graph::ManagedObject*>{problem});
+  Allergy* allergy = Allergy::create("Latex");
+  patient->setAllergies({allergy});
+  EXPECT_EQ(allergy->objects("patients"), std::vector<graph::ManagedObject*>{patient});
+  task->setPatient(patient);
+  EXPECT_EQ(task->object("patient"), patient);
+  notification->setTask(task);
+  EXPECT_EQ(notification->object("task"), task);
+  EXPECT_EQ(member->object("role"), member->role());
+  EXPECT_EQ(member->object("userInfo"), member->userInfo());
+  member->userInfo()->addTaskObject(task);
+  EXPECT_EQ(task->object("userInfo"), member->userInfo());
 }
 
 }  // namespace

@@ -20,9 +20,9 @@ namespace orbelin {
 // tasks. All delete rules nullify. Every attribute is optional; integers
 // are 64-bit; staffIds is a transformable list.
 //
-// The record classes read their attributes by position in this model, so
-// they work only with objects of this model (which is what the shared stack
-// loads).
+// Built from the records' tables (FirstGenerationRecord::kProperties), in
+// whose order the records read their attributes by position, so they work
+// only with objects of this model (which is what the shared stack loads).
 std::shared_ptr<const graph::ManagedObjectModel> buildFirstGenerationModel();
 
 // Registers the model under CoreDataStack::kModelName with

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "orbelin/graph/fetch_request.h"
 #include "orbelin/networking/json.h"
 #include "orbelin/records/enums.h"
 #include "orbelin/records/record.h"
@@ -72,70 +71,120 @@ class Patient : public FirstGenerationRecord {
   // Returns null only when the stack has no context.
   static Patient* create(const TamberNetworking::JSON& json);
   // A request for every patient, no predicate, no sort.
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::string doctorApproval() const { return textAt(kDoctorApproval); }
-  void setDoctorApproval(std::string value) { setValueAt(kDoctorApproval, std::move(value)); }
-  std::string dischargeDisposition() const { return textAt(kDischargeDisposition); }
+  static constexpr Property kProperties[] = {
+      {"doctorApproval", kText, Static::PatientDoctorApproval},
+      {"dischargeDisposition", kText, Static::PatientDischargeDisposition},
+      {"id", kInteger, Static::PatientPatientID},
+      {"firstName", kText, Static::PatientFirstName},
+      {"lastName", kText, Static::PatientLastName},
+      {"roomNumber", kText, Static::PatientRoomNumber},
+      {"gender", kText, Static::PatientGender},
+      {"acuity", kInteger, Static::PatientAcuity},
+      {.name = "birthdate", .kind = kDate, .key = Static::PatientBirthdate, .read = kByHand},
+      {"ambulatoryStatus", kText, Static::PatientAmbulatoryStatus},
+      {"codeStatus", kText, Static::PatientCodeStatus},
+      {"dietType", kText, Static::PatientDietType},
+      {"immunizationStatus", kText, Static::PatientImmunizationStatus},
+      {"coreMeasures", kText, Static::PatientCoreMeasures},
+      {"admittedDate", kDate, Static::PatientAdmittedDate},
+      {"status", kInteger, Static::PatientStatus},
+      {"physician", kText, Static::PatientPhysician},
+      {.name = "dischargedDate",
+       .kind = kDate,
+       .key = Static::PatientDischargeDate,
+       .read = kMovedOntoToday},
+      {.name = "staffIds", .kind = kList, .key = Static::PatientStaffIds, .read = kByHand},
+      {"diagnoses", kToMany, Static::PatientDiagnoses, "Diagnosis", "patients"},
+      {"medications", kToMany, Static::PatientMedication, "Medication", "patients"},
+      {"allergies", kToMany, Static::PatientAllergies, "Allergy", "patients"},
+      {"medicalProblems", kToMany, Static::PatientMedicalProblems, "MedicalProblem", "patients"},
+      {"tasks", kToMany, Static::PatientTasks, "Task"},
+      {"barriers", kToMany, Static::PatientBarriers, "Barrier", "patients"},
+      {"room", kToOne, Static::PatientRoom, "Room", "patient"},
+      {"notifications", kToMany, {}, "Notification"},
+      {"userInfos", kToMany, {}, "UserAppInfo", "patients"},
+  };
+
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::string doctorApproval() const { return textAt(at("doctorApproval")); }
+  void setDoctorApproval(std::string value) { setValueAt(at("doctorApproval"), std::move(value)); }
+  std::string dischargeDisposition() const { return textAt(at("dischargeDisposition")); }
   void setDischargeDisposition(std::string value) {
-    setValueAt(kDischargeDisposition, std::move(value));
+    setValueAt(at("dischargeDisposition"), std::move(value));
   }
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  std::string firstName() const { return textAt(kFirstName); }
-  void setFirstName(std::string value) { setValueAt(kFirstName, std::move(value)); }
-  std::string lastName() const { return textAt(kLastName); }
-  void setLastName(std::string value) { setValueAt(kLastName, std::move(value)); }
-  std::string roomNumber() const { return textAt(kRoomNumber); }
-  void setRoomNumber(std::string value) { setValueAt(kRoomNumber, std::move(value)); }
-  std::string gender() const { return textAt(kGender); }
-  void setGender(std::string value) { setValueAt(kGender, std::move(value)); }
-  std::optional<std::int64_t> acuity() const { return integerAt(kAcuity); }
-  void setAcuity(std::optional<std::int64_t> value) { setValueAt(kAcuity, value); }
-  OptionalDate birthdate() const { return dateAt(kBirthdate); }
-  void setBirthdate(OptionalDate value) { setValueAt(kBirthdate, value); }
-  std::string ambulatoryStatus() const { return textAt(kAmbulatoryStatus); }
-  void setAmbulatoryStatus(std::string value) { setValueAt(kAmbulatoryStatus, std::move(value)); }
-  std::string codeStatus() const { return textAt(kCodeStatus); }
-  void setCodeStatus(std::string value) { setValueAt(kCodeStatus, std::move(value)); }
-  std::string dietType() const { return textAt(kDietType); }
-  void setDietType(std::string value) { setValueAt(kDietType, std::move(value)); }
-  std::string immunizationStatus() const { return textAt(kImmunizationStatus); }
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  std::string firstName() const { return textAt(at("firstName")); }
+  void setFirstName(std::string value) { setValueAt(at("firstName"), std::move(value)); }
+  std::string lastName() const { return textAt(at("lastName")); }
+  void setLastName(std::string value) { setValueAt(at("lastName"), std::move(value)); }
+  std::string roomNumber() const { return textAt(at("roomNumber")); }
+  void setRoomNumber(std::string value) { setValueAt(at("roomNumber"), std::move(value)); }
+  std::string gender() const { return textAt(at("gender")); }
+  void setGender(std::string value) { setValueAt(at("gender"), std::move(value)); }
+  std::optional<std::int64_t> acuity() const { return integerAt(at("acuity")); }
+  void setAcuity(std::optional<std::int64_t> value) { setValueAt(at("acuity"), value); }
+  OptionalDate birthdate() const { return dateAt(at("birthdate")); }
+  void setBirthdate(OptionalDate value) { setValueAt(at("birthdate"), value); }
+  std::string ambulatoryStatus() const { return textAt(at("ambulatoryStatus")); }
+  void setAmbulatoryStatus(std::string value) {
+    setValueAt(at("ambulatoryStatus"), std::move(value));
+  }
+  std::string codeStatus() const { return textAt(at("codeStatus")); }
+  void setCodeStatus(std::string value) { setValueAt(at("codeStatus"), std::move(value)); }
+  std::string dietType() const { return textAt(at("dietType")); }
+  void setDietType(std::string value) { setValueAt(at("dietType"), std::move(value)); }
+  std::string immunizationStatus() const { return textAt(at("immunizationStatus")); }
   void setImmunizationStatus(std::string value) {
-    setValueAt(kImmunizationStatus, std::move(value));
+    setValueAt(at("immunizationStatus"), std::move(value));
   }
-  std::string coreMeasures() const { return textAt(kCoreMeasures); }
-  void setCoreMeasures(std::string value) { setValueAt(kCoreMeasures, std::move(value)); }
-  OptionalDate admittedDate() const { return dateAt(kAdmittedDate); }
-  void setAdmittedDate(OptionalDate value) { setValueAt(kAdmittedDate, value); }
-  std::optional<std::int64_t> status() const { return integerAt(kStatus); }
-  void setStatus(std::optional<std::int64_t> value) { setValueAt(kStatus, value); }
-  std::string physician() const { return textAt(kPhysician); }
-  void setPhysician(std::string value) { setValueAt(kPhysician, std::move(value)); }
-  OptionalDate dischargedDate() const { return dateAt(kDischargedDate); }
-  void setDischargedDate(OptionalDate value) { setValueAt(kDischargedDate, value); }
+  std::string coreMeasures() const { return textAt(at("coreMeasures")); }
+  void setCoreMeasures(std::string value) { setValueAt(at("coreMeasures"), std::move(value)); }
+  OptionalDate admittedDate() const { return dateAt(at("admittedDate")); }
+  void setAdmittedDate(OptionalDate value) { setValueAt(at("admittedDate"), value); }
+  std::optional<std::int64_t> status() const { return integerAt(at("status")); }
+  void setStatus(std::optional<std::int64_t> value) { setValueAt(at("status"), value); }
+  std::string physician() const { return textAt(at("physician")); }
+  void setPhysician(std::string value) { setValueAt(at("physician"), std::move(value)); }
+  OptionalDate dischargedDate() const { return dateAt(at("dischargedDate")); }
+  void setDischargedDate(OptionalDate value) { setValueAt(at("dischargedDate"), value); }
   // The staff ids in the order the service sent them (one stored list).
   std::vector<std::int64_t> staffIds() const;
   void setStaffIds(const std::vector<std::int64_t>& ids);
 
-  std::vector<Diagnosis*> diagnoses() const;
-  void setDiagnoses(const std::vector<Diagnosis*>& records);
-  std::vector<Medication*> medications() const;
-  void setMedications(const std::vector<Medication*>& records);
-  std::vector<Allergy*> allergies() const;
-  void setAllergies(const std::vector<Allergy*>& records);
-  std::vector<MedicalProblem*> medicalProblems() const;
-  void setMedicalProblems(const std::vector<MedicalProblem*>& records);
-  std::vector<Task*> tasks() const;
-  void setTasks(const std::vector<Task*>& records);
-  std::vector<Barrier*> barriers() const;
-  void setBarriers(const std::vector<Barrier*>& records);
-  std::vector<Notification*> notifications() const;
-  std::vector<UserAppInfo*> userInfos() const;
-  Room* room() const;
+  std::vector<Diagnosis*> diagnoses() const { return toManyAt<Diagnosis>(at("diagnoses")); }
+  void setDiagnoses(const std::vector<Diagnosis*>& records) {
+    setToManyAt(at("diagnoses"), records);
+  }
+  std::vector<Medication*> medications() const { return toManyAt<Medication>(at("medications")); }
+  void setMedications(const std::vector<Medication*>& records) {
+    setToManyAt(at("medications"), records);
+  }
+  std::vector<Allergy*> allergies() const { return toManyAt<Allergy>(at("allergies")); }
+  void setAllergies(const std::vector<Allergy*>& records) { setToManyAt(at("allergies"), records); }
+  std::vector<MedicalProblem*> medicalProblems() const {
+    return toManyAt<MedicalProblem>(at("medicalProblems"));
+  }
+  void setMedicalProblems(const std::vector<MedicalProblem*>& records) {
+    setToManyAt(at("medicalProblems"), records);
+  }
+  std::vector<Task*> tasks() const { return toManyAt<Task>(at("tasks")); }
+  void setTasks(const std::vector<Task*>& records) { setToManyAt(at("tasks"), records); }
+  std::vector<Barrier*> barriers() const { return toManyAt<Barrier>(at("barriers")); }
+  void setBarriers(const std::vector<Barrier*>& records) { setToManyAt(at("barriers"), records); }
+  std::vector<Notification*> notifications() const {
+    return toManyAt<Notification>(at("notifications"));
+  }
+  std::vector<UserAppInfo*> userInfos() const { return toManyAt<UserAppInfo>(at("userInfos")); }
+  Room* room() const { return toOneAt<Room>(at("room")); }
   // Also makes the room point back at this patient (and unsets the room of
   // the patient it pointed at before).
-  void setRoom(Room* room);
+  void setRoom(Room* room) { setToOneAt(at("room"), room); }
 
   // firstName, one space, lastName (always both parts and the space).
   std::string fullName() const;
@@ -149,42 +198,6 @@ class Patient : public FirstGenerationRecord {
   // InTheFuture (so up to 59:59 before 09:41 is still InToday). Without a
   // discharge date: InTheFuture (no discharge is planned yet).
   DischargeStatus dischargeStatus() const;
-
-  // Positions in the model (records/model.h).
-  enum AttributeIndex : std::size_t {
-    kDoctorApproval,
-    kDischargeDisposition,
-    kId,
-    kFirstName,
-    kLastName,
-    kRoomNumber,
-    kGender,
-    kAcuity,
-    kBirthdate,
-    kAmbulatoryStatus,
-    kCodeStatus,
-    kDietType,
-    kImmunizationStatus,
-    kCoreMeasures,
-    kAdmittedDate,
-    kStatus,
-    kPhysician,
-    kDischargedDate,
-    kStaffIds,
-    kAttributeCount
-  };
-  enum RelationshipIndex : std::size_t {
-    kDiagnoses,
-    kMedications,
-    kAllergies,
-    kMedicalProblems,
-    kTasks,
-    kBarriers,
-    kRoom,
-    kNotifications,
-    kUserInfos,
-    kRelationshipCount
-  };
 };
 
 }  // namespace orbelin

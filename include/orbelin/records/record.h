@@ -2,17 +2,23 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "orbelin/graph/fetch_request.h"
 #include "orbelin/graph/managed_object.h"
 #include "orbelin/platform/date.h"
 
 namespace orbelin {
 
-// Common ground of every first-generation record: typed reads and writes of
-// the record's attributes and relationships by their position in the
-// "OrbelinData" model (see records/model.h), which skips name lookups.
+// Common ground of every first-generation record. Each record class declares
+// its entity once, as a table of properties (kProperties): the model is built
+// from the tables (records/model.h), the accessors find their attributes and
+// relationships by name in the same table when compiling, and the imports
+// read the JSON members the table names. Reordering, adding or removing a row
+// moves everything with it.
 //
 // Ownership and threads: a record belongs to the one thread-confined context
 // of CoreDataStack::sharedInstance() and lives until the process ends;
@@ -22,29 +28,61 @@ namespace orbelin {
 // Missing values: a text attribute that holds nothing reads as "", a number
 // or a date as std::nullopt; a to-one relationship as null.
 class FirstGenerationRecord : public graph::ManagedObject {
+ public:
+  // What a property holds: an attribute (text, 64-bit integer, date, or a
+  // stored list of integers) or a relationship to other records.
+  enum Kind : std::uint8_t { kText, kInteger, kDate, kList, kToOne, kToMany };
+  // How a create fills an attribute from its JSON member.
+  enum Read : std::uint8_t {
+    kPlain,           // stringValue, intValue or dateValue, after the kind
+    kMovedOntoToday,  // dateValue, then moved onto today (the date as sent if it cannot be)
+    kByHand,          // by the record's own create, as are all relationships
+  };
+  // One row of a record's table.
+  struct Property {
+    std::string_view name;  // in the model
+    Kind kind;
+    std::string_view key = {};          // the JSON member the create reads; "" for none
+    std::string_view destination = {};  // relationships: the entity on the other side
+    std::string_view inverse = {};      // relationships: the way back; "" for none
+    Read read = kPlain;
+    bool optional = true;
+  };
+
+  static constexpr bool isRelationship(Kind kind) { return kind == kToOne || kind == kToMany; }
+
+  // The position of the property `name` among the attributes, or among the
+  // relationships, of a table: the model numbers each kind on its own, in
+  // table order. A name the table does not hold does not compile.
+  static consteval std::size_t indexIn(std::span<const Property> table, std::string_view name) {
+    std::size_t attributes = 0;
+    std::size_t relationships = 0;
+    for (const Property& property : table) {
+      bool relationship = isRelationship(property.kind);
+      if (property.name == name) return relationship ? relationships : attributes;
+      ++(relationship ? relationships : attributes);
+    }
+    throw "the record has no such property";
+  }
+
  protected:
+  // A request for every record of the entity, no predicate, no sort.
+  static graph::FetchRequest fetchRequestFor(std::string_view entityName);
+
   std::string textAt(std::size_t index) const { return valueAt(index).stringValue(); }
   std::optional<std::int64_t> integerAt(std::size_t index) const;
   OptionalDate dateAt(std::size_t index) const { return valueAt(index).date(); }
 
+  // Relationships by position; defined (in record.cpp) for every record class,
+  // so that headers may use them on classes they only declare.
   template <typename T>
-  T* toOneAt(std::size_t index) const {
-    return dynamic_cast<T*>(objectAt(index));
-  }
+  T* toOneAt(std::size_t index) const;
   template <typename T>
-  std::vector<T*> toManyAt(std::size_t index) const {
-    std::vector<T*> result;
-    auto members = const_cast<FirstGenerationRecord*>(this)->mutableSetAt(index).objects();
-    result.reserve(members.size());
-    for (auto* member : members) {
-      if (auto* record = dynamic_cast<T*>(member)) result.push_back(record);
-    }
-    return result;
-  }
+  void setToOneAt(std::size_t index, T* record);
   template <typename T>
-  void setToManyAt(std::size_t index, const std::vector<T*>& records) {
-    mutableSetAt(index).assign(std::vector<graph::ManagedObject*>(records.begin(), records.end()));
-  }
+  std::vector<T*> toManyAt(std::size_t index) const;
+  template <typename T>
+  void setToManyAt(std::size_t index, const std::vector<T*>& records);
 };
 
 }  // namespace orbelin

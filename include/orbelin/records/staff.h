@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "orbelin/graph/fetch_request.h"
 #include "orbelin/networking/json.h"
 #include "orbelin/records/record.h"
 
@@ -42,41 +41,47 @@ class StaffMember : public FirstGenerationRecord {
   // (with that user's patients), a new role from "role", phoneNumber. A
   // missing "info" or "role" still gives a new, empty record.
   static StaffMember* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::string firstName() const { return textAt(kFirstName); }
-  void setFirstName(std::string value) { setValueAt(kFirstName, std::move(value)); }
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  std::string lastName() const { return textAt(kLastName); }
-  void setLastName(std::string value) { setValueAt(kLastName, std::move(value)); }
-  std::optional<std::int64_t> shiftId() const { return integerAt(kShiftId); }
-  void setShiftId(std::optional<std::int64_t> value) { setValueAt(kShiftId, value); }
-  std::string image() const { return textAt(kImage); }
-  void setImage(std::string value) { setValueAt(kImage, std::move(value)); }
-  std::string phoneNumber() const { return textAt(kPhoneNumber); }
-  void setPhoneNumber(std::string value) { setValueAt(kPhoneNumber, std::move(value)); }
+  static constexpr Property kProperties[] = {
+      {"firstName", kText, Static::StaffMemberFirstName},
+      {"id", kInteger, Static::StaffMemberId},
+      {"lastName", kText, Static::StaffMemberLastName},
+      {"shiftId", kInteger, Static::StaffMemberShiftId},
+      {"image", kText, Static::StaffMemberImage},
+      {"phoneNumber", kText, Static::StaffMemberPhoneNumber},
+      {"userInfo", kToOne, Static::StaffMemberInfo, "UserAppInfo", "staffMember"},
+      {"role", kToOne, Static::StaffMemberRole, "Role", "staffMembers"},
+      {"shifts", kToMany, {}, "Shift", "staffMembers"},
+  };
 
-  UserAppInfo* userInfo() const;
-  void setUserInfo(UserAppInfo* userInfo);  // keeps UserAppInfo::staffMember in step
-  Role* role() const;
-  void setRole(Role* role);  // keeps Role::staffMembers in step
-  std::vector<Shift*> shifts() const;
-  void setShifts(const std::vector<Shift*>& shifts);
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::string firstName() const { return textAt(at("firstName")); }
+  void setFirstName(std::string value) { setValueAt(at("firstName"), std::move(value)); }
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  std::string lastName() const { return textAt(at("lastName")); }
+  void setLastName(std::string value) { setValueAt(at("lastName"), std::move(value)); }
+  std::optional<std::int64_t> shiftId() const { return integerAt(at("shiftId")); }
+  void setShiftId(std::optional<std::int64_t> value) { setValueAt(at("shiftId"), value); }
+  std::string image() const { return textAt(at("image")); }
+  void setImage(std::string value) { setValueAt(at("image"), std::move(value)); }
+  std::string phoneNumber() const { return textAt(at("phoneNumber")); }
+  void setPhoneNumber(std::string value) { setValueAt(at("phoneNumber"), std::move(value)); }
+
+  UserAppInfo* userInfo() const { return toOneAt<UserAppInfo>(at("userInfo")); }
+  // Keeps UserAppInfo::staffMember in step.
+  void setUserInfo(UserAppInfo* userInfo) { setToOneAt(at("userInfo"), userInfo); }
+  Role* role() const { return toOneAt<Role>(at("role")); }
+  void setRole(Role* role) { setToOneAt(at("role"), role); }  // keeps Role::staffMembers in step
+  std::vector<Shift*> shifts() const { return toManyAt<Shift>(at("shifts")); }
+  void setShifts(const std::vector<Shift*>& shifts) { setToManyAt(at("shifts"), shifts); }
 
   // firstName, one space, lastName; a single space when both are empty.
   std::string fullName() const { return firstName() + " " + lastName(); }
-
-  enum AttributeIndex : std::size_t {
-    kFirstName,
-    kId,
-    kLastName,
-    kShiftId,
-    kImage,
-    kPhoneNumber,
-    kAttributeCount
-  };
-  enum RelationshipIndex : std::size_t { kUserInfo, kRole, kShifts, kRelationshipCount };
 };
 
 // One staff member's task counts for a shift.
@@ -94,30 +99,33 @@ class StaffSummary : public FirstGenerationRecord {
   // staffId, completedTasks, remainingTasks, reportedIssues, then one new
   // task per element of "overdueTasks" (an empty set when there are none).
   static StaffSummary* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::optional<std::int64_t> staffId() const { return integerAt(kStaffId); }
-  void setStaffId(std::optional<std::int64_t> value) { setValueAt(kStaffId, value); }
-  std::optional<std::int64_t> completedTasks() const { return integerAt(kCompletedTasks); }
-  void setCompletedTasks(std::optional<std::int64_t> value) { setValueAt(kCompletedTasks, value); }
-  std::optional<std::int64_t> remainingTasks() const { return integerAt(kRemainingTasks); }
-  void setRemainingTasks(std::optional<std::int64_t> value) { setValueAt(kRemainingTasks, value); }
-  std::optional<std::int64_t> reportedIssues() const { return integerAt(kReportedIssues); }
-  void setReportedIssues(std::optional<std::int64_t> value) { setValueAt(kReportedIssues, value); }
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  std::vector<Task*> overdueTasks() const;
-  void setOverdueTasks(const std::vector<Task*>& tasks);
-
-  enum AttributeIndex : std::size_t {
-    kStaffId,
-    kCompletedTasks,
-    kRemainingTasks,
-    kReportedIssues,
-    kId,
-    kAttributeCount
+  static constexpr Property kProperties[] = {
+      {"staffId", kInteger, Static::StaffSummaryStaffId},
+      {"completedTasks", kInteger, Static::StaffSummaryCompletedTasks},
+      {"remainingTasks", kInteger, Static::StaffSummaryRemainingTasks},
+      {"reportedIssues", kInteger, Static::StaffSummaryReportedIssues},
+      {"id", kInteger},
+      {"overdueTasks", kToMany, Static::StaffSummaryOverdueTasks, "Task"},
   };
-  enum RelationshipIndex : std::size_t { kOverdueTasks, kRelationshipCount };
+
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::optional<std::int64_t> staffId() const { return integerAt(at("staffId")); }
+  void setStaffId(std::optional<std::int64_t> value) { setValueAt(at("staffId"), value); }
+  std::optional<std::int64_t> completedTasks() const { return integerAt(at("completedTasks")); }
+  void setCompletedTasks(std::optional<std::int64_t> v) { setValueAt(at("completedTasks"), v); }
+  std::optional<std::int64_t> remainingTasks() const { return integerAt(at("remainingTasks")); }
+  void setRemainingTasks(std::optional<std::int64_t> v) { setValueAt(at("remainingTasks"), v); }
+  std::optional<std::int64_t> reportedIssues() const { return integerAt(at("reportedIssues")); }
+  void setReportedIssues(std::optional<std::int64_t> v) { setValueAt(at("reportedIssues"), v); }
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  std::vector<Task*> overdueTasks() const { return toManyAt<Task>(at("overdueTasks")); }
+  void setOverdueTasks(const std::vector<Task*>& tasks) { setToManyAt(at("overdueTasks"), tasks); }
 };
 
 class Role : public FirstGenerationRecord {
@@ -130,16 +138,25 @@ class Role : public FirstGenerationRecord {
 
   // id, label.
   static Role* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  std::string label() const { return textAt(kLabel); }
-  void setLabel(std::string value) { setValueAt(kLabel, std::move(value)); }
-  std::vector<StaffMember*> staffMembers() const;
+  static constexpr Property kProperties[] = {
+      {"id", kInteger, Static::RoleId},
+      {"label", kText, Static::RoleLabel},
+      {"staffMembers", kToMany, {}, "StaffMember", "role"},
+  };
 
-  enum AttributeIndex : std::size_t { kId, kLabel, kAttributeCount };
-  enum RelationshipIndex : std::size_t { kStaffMembers, kRelationshipCount };
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  std::string label() const { return textAt(at("label")); }
+  void setLabel(std::string value) { setValueAt(at("label"), std::move(value)); }
+  std::vector<StaffMember*> staffMembers() const {
+    return toManyAt<StaffMember>(at("staffMembers"));
+  }
 };
 
 class Shift : public FirstGenerationRecord {
@@ -153,18 +170,28 @@ class Shift : public FirstGenerationRecord {
 
   // id, startTime and endTime (as sent, not moved onto today).
   static Shift* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  OptionalDate startTime() const { return dateAt(kStartTime); }
-  void setStartTime(OptionalDate value) { setValueAt(kStartTime, value); }
-  OptionalDate endTime() const { return dateAt(kEndTime); }
-  void setEndTime(OptionalDate value) { setValueAt(kEndTime, value); }
-  std::vector<StaffMember*> staffMembers() const;
+  static constexpr Property kProperties[] = {
+      {"id", kInteger, Static::ShiftId},
+      {"startTime", kDate, Static::ShiftStartTime},
+      {"endTime", kDate, Static::ShiftEndTime},
+      {"staffMembers", kToMany, {}, "StaffMember", "shifts"},
+  };
 
-  enum AttributeIndex : std::size_t { kId, kStartTime, kEndTime, kAttributeCount };
-  enum RelationshipIndex : std::size_t { kStaffMembers, kRelationshipCount };
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  OptionalDate startTime() const { return dateAt(at("startTime")); }
+  void setStartTime(OptionalDate value) { setValueAt(at("startTime"), value); }
+  OptionalDate endTime() const { return dateAt(at("endTime")); }
+  void setEndTime(OptionalDate value) { setValueAt(at("endTime"), value); }
+  std::vector<StaffMember*> staffMembers() const {
+    return toManyAt<StaffMember>(at("staffMembers"));
+  }
 };
 
 class Room : public FirstGenerationRecord {
@@ -178,17 +205,25 @@ class Room : public FirstGenerationRecord {
 
   // id, name, and a new patient only when "patient" is present (not null).
   static Room* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  std::string name() const { return textAt(kName); }
-  void setName(std::string value) { setValueAt(kName, std::move(value)); }
-  Patient* patient() const;
-  void setPatient(Patient* patient);  // keeps Patient::room in step
+  static constexpr Property kProperties[] = {
+      {"id", kInteger, Static::RoomId},
+      {"name", kText, Static::RoomName},
+      {"patient", kToOne, Static::RoomPatient, "Patient", "room"},
+  };
 
-  enum AttributeIndex : std::size_t { kId, kName, kAttributeCount };
-  enum RelationshipIndex : std::size_t { kPatient, kRelationshipCount };
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  std::string name() const { return textAt(at("name")); }
+  void setName(std::string value) { setValueAt(at("name"), std::move(value)); }
+  Patient* patient() const { return toOneAt<Patient>(at("patient")); }
+  // Keeps Patient::room in step.
+  void setPatient(Patient* patient) { setToOneAt(at("patient"), patient); }
 };
 
 // The application's record of the logged-in user (the staff member's "info").
@@ -204,17 +239,32 @@ class UserAppInfo : public FirstGenerationRecord {
   // username, then one new patient per element of "patients". Tasks are not
   // imported; the staff member's import sets staffMember.
   static UserAppInfo* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::string username() const { return textAt(kUsername); }
-  void setUsername(std::string value) { setValueAt(kUsername, std::move(value)); }
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  std::vector<Patient*> patients() const;
-  void setPatients(const std::vector<Patient*>& patients);
-  std::vector<Task*> tasks() const;
-  std::vector<Notification*> notification() const;
-  StaffMember* staffMember() const;
+  static constexpr Property kProperties[] = {
+      {"username", kText, Static::UserAppInfoUsername},
+      {"id", kInteger},
+      {"patients", kToMany, Static::UserAppInfoPatients, "Patient", "userInfos"},
+      {"tasks", kToMany, {}, "Task", "userInfo"},  // changed only by add/removeTaskObject
+      {"notification", kToMany, {}, "Notification", "userInfo"},
+      {"staffMember", kToOne, {}, "StaffMember", "userInfo"},
+  };
+
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::string username() const { return textAt(at("username")); }
+  void setUsername(std::string value) { setValueAt(at("username"), std::move(value)); }
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  std::vector<Patient*> patients() const { return toManyAt<Patient>(at("patients")); }
+  void setPatients(const std::vector<Patient*>& patients) { setToManyAt(at("patients"), patients); }
+  std::vector<Task*> tasks() const { return toManyAt<Task>(at("tasks")); }
+  std::vector<Notification*> notification() const {
+    return toManyAt<Notification>(at("notification"));
+  }
+  StaffMember* staffMember() const { return toOneAt<StaffMember>(at("staffMember")); }
 
   // Adds the task to "tasks" (and sets its userInfo); a task already there
   // changes nothing.
@@ -222,15 +272,6 @@ class UserAppInfo : public FirstGenerationRecord {
   // Removes the task from "tasks" (and clears its userInfo); a task not
   // there changes nothing.
   void removeTaskObject(Task* task);
-
-  enum AttributeIndex : std::size_t { kUsername, kId, kAttributeCount };
-  enum RelationshipIndex : std::size_t {
-    kPatients,
-    kTasks,
-    kNotification,
-    kStaffMember,
-    kRelationshipCount
-  };
 };
 
 }  // namespace orbelin

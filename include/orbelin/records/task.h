@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "orbelin/graph/fetch_request.h"
 #include "orbelin/networking/json.h"
 #include "orbelin/records/enums.h"
 #include "orbelin/records/record.h"
@@ -49,37 +48,64 @@ class Task : public FirstGenerationRecord {
   // cannot be moved onto today is kept as sent.
   // Returns null only when the stack has no context.
   static Task* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  std::optional<std::int64_t> groupId() const { return integerAt(kGroupId); }
-  void setGroupId(std::optional<std::int64_t> value) { setValueAt(kGroupId, value); }
-  OptionalDate createdDate() const { return dateAt(kCreatedDate); }
-  void setCreatedDate(OptionalDate value) { setValueAt(kCreatedDate, value); }
+  static constexpr Property kProperties[] = {
+      {"id", kInteger, Static::TaskTaskId},
+      {"groupId", kInteger, Static::TaskGroupId},
+      {.name = "createdDate",
+       .kind = kDate,
+       .key = Static::TaskCreateDate,
+       .read = kMovedOntoToday},
+      {.name = "type", .kind = kInteger, .key = Static::TaskType, .read = kByHand},
+      {.name = "status", .kind = kInteger, .key = Static::TaskStatus, .read = kByHand},
+      {.name = "completedDate", .kind = kDate, .key = Static::TaskCompleteDate, .read = kByHand},
+      {"statusDescription", kText, Static::TASK_STATUS_DESCRIPTION},
+      {"text", kText, Static::TaskText},
+      {"staffId", kInteger, Static::TaskStaffId},
+      {.name = "dueDate", .kind = kDate, .key = Static::TaskDueDate, .read = kByHand},
+      {"patient", kToOne, Static::TaskPatient, "Patient"},
+      {"userInfo", kToOne, {}, "UserAppInfo", "tasks"},
+      {"notifications", kToMany, {}, "Notification"},
+  };
+
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  std::optional<std::int64_t> groupId() const { return integerAt(at("groupId")); }
+  void setGroupId(std::optional<std::int64_t> value) { setValueAt(at("groupId"), value); }
+  OptionalDate createdDate() const { return dateAt(at("createdDate")); }
+  void setCreatedDate(OptionalDate value) { setValueAt(at("createdDate"), value); }
   // The raw TaskType number.
-  std::optional<std::int64_t> type() const { return integerAt(kType); }
-  void setType(std::optional<std::int64_t> value) { setValueAt(kType, value); }
+  std::optional<std::int64_t> type() const { return integerAt(at("type")); }
+  void setType(std::optional<std::int64_t> value) { setValueAt(at("type"), value); }
   // The raw TaskStatus number.
-  std::optional<std::int64_t> status() const { return integerAt(kStatus); }
-  void setStatus(std::optional<std::int64_t> value) { setValueAt(kStatus, value); }
-  OptionalDate completedDate() const { return dateAt(kCompletedDate); }
-  void setCompletedDate(OptionalDate value) { setValueAt(kCompletedDate, value); }
-  std::string statusDescription() const { return textAt(kStatusDescription); }
-  void setStatusDescription(std::string value) { setValueAt(kStatusDescription, std::move(value)); }
-  std::string text() const { return textAt(kText); }
-  void setText(std::string value) { setValueAt(kText, std::move(value)); }
-  std::optional<std::int64_t> staffId() const { return integerAt(kStaffId); }
-  void setStaffId(std::optional<std::int64_t> value) { setValueAt(kStaffId, value); }
-  OptionalDate dueDate() const { return dateAt(kDueDate); }
-  void setDueDate(OptionalDate value) { setValueAt(kDueDate, value); }
+  std::optional<std::int64_t> status() const { return integerAt(at("status")); }
+  void setStatus(std::optional<std::int64_t> value) { setValueAt(at("status"), value); }
+  OptionalDate completedDate() const { return dateAt(at("completedDate")); }
+  void setCompletedDate(OptionalDate value) { setValueAt(at("completedDate"), value); }
+  std::string statusDescription() const { return textAt(at("statusDescription")); }
+  void setStatusDescription(std::string value) {
+    setValueAt(at("statusDescription"), std::move(value));
+  }
+  std::string text() const { return textAt(at("text")); }
+  void setText(std::string value) { setValueAt(at("text"), std::move(value)); }
+  std::optional<std::int64_t> staffId() const { return integerAt(at("staffId")); }
+  void setStaffId(std::optional<std::int64_t> value) { setValueAt(at("staffId"), value); }
+  OptionalDate dueDate() const { return dateAt(at("dueDate")); }
+  void setDueDate(OptionalDate value) { setValueAt(at("dueDate"), value); }
 
-  Patient* patient() const;
-  void setPatient(Patient* patient);
-  UserAppInfo* userInfo() const;
+  Patient* patient() const { return toOneAt<Patient>(at("patient")); }
+  void setPatient(Patient* patient) { setToOneAt(at("patient"), patient); }
+  UserAppInfo* userInfo() const { return toOneAt<UserAppInfo>(at("userInfo")); }
   // Keeps the user's tasks in step.
-  void setUserInfo(UserAppInfo* userInfo);
-  std::vector<Notification*> notifications() const;
+  void setUserInfo(UserAppInfo* userInfo) { setToOneAt(at("userInfo"), userInfo); }
+  std::vector<Notification*> notifications() const {
+    return toManyAt<Notification>(at("notifications"));
+  }
 
   // The case for `type`; Undefined when it matches none (or is empty).
   orbelin::TaskType typeEnum() const;
@@ -87,21 +113,6 @@ class Task : public FirstGenerationRecord {
   // The case for `status`; Normal when it matches none (or is empty).
   orbelin::TaskStatus statusEnum() const;
   void setStatusEnum(orbelin::TaskStatus value);
-
-  enum AttributeIndex : std::size_t {
-    kId,
-    kGroupId,
-    kCreatedDate,
-    kType,
-    kStatus,
-    kCompletedDate,
-    kStatusDescription,
-    kText,
-    kStaffId,
-    kDueDate,
-    kAttributeCount
-  };
-  enum RelationshipIndex : std::size_t { kPatient, kUserInfo, kNotifications, kRelationshipCount };
 };
 
 // One patient's task counts. See FirstGenerationRecord for ownership and threads.
@@ -118,30 +129,33 @@ class TaskSummary : public FirstGenerationRecord {
   // Always inserts a new summary: open, completed, patientId, overdue.
   // Returns null only when the stack has no context.
   static TaskSummary* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::optional<std::int64_t> open() const { return integerAt(kOpen); }
-  void setOpen(std::optional<std::int64_t> value) { setValueAt(kOpen, value); }
-  std::optional<std::int64_t> completed() const { return integerAt(kCompleted); }
-  void setCompleted(std::optional<std::int64_t> value) { setValueAt(kCompleted, value); }
-  std::optional<std::int64_t> patientId() const { return integerAt(kPatientId); }
-  void setPatientId(std::optional<std::int64_t> value) { setValueAt(kPatientId, value); }
-  std::optional<std::int64_t> overdue() const { return integerAt(kOverdue); }
-  void setOverdue(std::optional<std::int64_t> value) { setValueAt(kOverdue, value); }
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  UserAppInfo* userAppInfo() const;
-  void setUserAppInfo(UserAppInfo* userAppInfo);
-
-  enum AttributeIndex : std::size_t {
-    kOpen,
-    kCompleted,
-    kPatientId,
-    kOverdue,
-    kId,
-    kAttributeCount
+  static constexpr Property kProperties[] = {
+      {"open", kInteger, Static::TaskSummaryNumOpenTasks},
+      {"completed", kInteger, Static::TaskSummaryNumCompletedTasks},
+      {"patientId", kInteger, Static::TaskSummaryPatientId},
+      {"overdue", kInteger, Static::TaskSummaryNumOverdueTasks},
+      {"id", kInteger},
+      {"userAppInfo", kToOne, {}, "UserAppInfo"},
   };
-  enum RelationshipIndex : std::size_t { kUserAppInfo, kRelationshipCount };
+
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::optional<std::int64_t> open() const { return integerAt(at("open")); }
+  void setOpen(std::optional<std::int64_t> value) { setValueAt(at("open"), value); }
+  std::optional<std::int64_t> completed() const { return integerAt(at("completed")); }
+  void setCompleted(std::optional<std::int64_t> value) { setValueAt(at("completed"), value); }
+  std::optional<std::int64_t> patientId() const { return integerAt(at("patientId")); }
+  void setPatientId(std::optional<std::int64_t> value) { setValueAt(at("patientId"), value); }
+  std::optional<std::int64_t> overdue() const { return integerAt(at("overdue")); }
+  void setOverdue(std::optional<std::int64_t> value) { setValueAt(at("overdue"), value); }
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  UserAppInfo* userAppInfo() const { return toOneAt<UserAppInfo>(at("userAppInfo")); }
+  void setUserAppInfo(UserAppInfo* userAppInfo) { setToOneAt(at("userAppInfo"), userAppInfo); }
 };
 
 // An alert about a task and a patient. See FirstGenerationRecord for
@@ -167,25 +181,40 @@ class Notification : public FirstGenerationRecord {
   // cannot be moved onto today is kept as sent.
   // Returns null only when the stack has no context.
   static Notification* create(const TamberNetworking::JSON& json);
-  static graph::FetchRequest fetchRequest();
+  static graph::FetchRequest fetchRequest() { return fetchRequestFor(Static::EntityName); }
 
-  std::optional<std::int64_t> id() const { return integerAt(kId); }
-  void setId(std::optional<std::int64_t> value) { setValueAt(kId, value); }
-  OptionalDate date() const { return dateAt(kDate); }
-  void setDate(OptionalDate value) { setValueAt(kDate, value); }
-  std::string text() const { return textAt(kText); }
-  void setText(std::string value) { setValueAt(kText, std::move(value)); }
-  std::optional<std::int64_t> type() const { return integerAt(kType); }
-  void setType(std::optional<std::int64_t> value) { setValueAt(kType, value); }
-  std::optional<std::int64_t> status() const { return integerAt(kStatus); }
-  void setStatus(std::optional<std::int64_t> value) { setValueAt(kStatus, value); }
+  static constexpr Property kProperties[] = {
+      {"id", kInteger, Static::NotificationId},
+      {.name = "date", .kind = kDate, .key = Static::NotificationDate, .read = kMovedOntoToday},
+      {"text", kText, Static::NotificationText},
+      {.name = "type", .kind = kInteger, .key = Static::NotificationType, .read = kByHand},
+      {.name = "status", .kind = kInteger, .key = Static::NotificationStatus, .read = kByHand},
+      {"task", kToOne, Static::NotificationTask, "Task"},
+      {"patient", kToOne, Static::NotificationPatient, "Patient"},
+      {"userInfo", kToOne, {}, "UserAppInfo", "notification"},
+  };
 
-  Task* task() const;
-  void setTask(Task* task);
-  Patient* patient() const;
-  void setPatient(Patient* patient);
-  UserAppInfo* userInfo() const;
-  void setUserInfo(UserAppInfo* userInfo);
+ private:
+  static consteval std::size_t at(std::string_view name) { return indexIn(kProperties, name); }
+
+ public:
+  std::optional<std::int64_t> id() const { return integerAt(at("id")); }
+  void setId(std::optional<std::int64_t> value) { setValueAt(at("id"), value); }
+  OptionalDate date() const { return dateAt(at("date")); }
+  void setDate(OptionalDate value) { setValueAt(at("date"), value); }
+  std::string text() const { return textAt(at("text")); }
+  void setText(std::string value) { setValueAt(at("text"), std::move(value)); }
+  std::optional<std::int64_t> type() const { return integerAt(at("type")); }
+  void setType(std::optional<std::int64_t> value) { setValueAt(at("type"), value); }
+  std::optional<std::int64_t> status() const { return integerAt(at("status")); }
+  void setStatus(std::optional<std::int64_t> value) { setValueAt(at("status"), value); }
+
+  Task* task() const { return toOneAt<Task>(at("task")); }
+  void setTask(Task* task) { setToOneAt(at("task"), task); }
+  Patient* patient() const { return toOneAt<Patient>(at("patient")); }
+  void setPatient(Patient* patient) { setToOneAt(at("patient"), patient); }
+  UserAppInfo* userInfo() const { return toOneAt<UserAppInfo>(at("userInfo")); }
+  void setUserInfo(UserAppInfo* userInfo) { setToOneAt(at("userInfo"), userInfo); }
 
   // Undefined when the stored number matches no case.
   orbelin::NotificationType typeEnum() const;
@@ -196,9 +225,6 @@ class Notification : public FirstGenerationRecord {
   std::string label() const;
   // Always white, whatever the type.
   Color color() const { return Color::white(); }
-
-  enum AttributeIndex : std::size_t { kId, kDate, kText, kType, kStatus, kAttributeCount };
-  enum RelationshipIndex : std::size_t { kTask, kPatient, kUserInfo, kRelationshipCount };
 };
 
 }  // namespace orbelin
