@@ -585,7 +585,9 @@ ManagedObject* ManagedObjectContext::insertNewObject(const EntityDescription& en
   std::lock_guard lock(impl_->mutex);
   if (!impl_->coordinator) return nullptr;
   // Only entities of this context's model have identities here.
-  if (impl_->coordinator->managedObjectModel()->entity(entity.name()) != &entity) return nullptr;
+  const auto& entities = impl_->coordinator->managedObjectModel()->entities();
+  if (entity.position() >= entities.size() || entities[entity.position()].get() != &entity)
+    return nullptr;
   return impl_->insert(entity);
 }
 

@@ -26,7 +26,7 @@ std::uint64_t fnv1a(const std::string& text) {
 
 template <typename Map>
 std::size_t findIndex(const Map& map, std::string_view name) {
-  auto it = map.find(std::string(name));
+  auto it = map.find(name);
   return it == map.end() ? kNoIndex : it->second;
 }
 
@@ -58,7 +58,7 @@ std::unique_ptr<ManagedObject> EntityDescription::makeObject() const {
 }
 
 const EntityDescription* ManagedObjectModel::entity(std::string_view name) const {
-  auto it = byName_.find(std::string(name));
+  auto it = byName_.find(name);
   return it == byName_.end() ? nullptr : it->second;
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <set>
 #include <thread>
 
 #include "graph/test_model.h"
@@ -158,6 +159,46 @@ TEST(ContextTest, RollbackRestoresRelationshipsOnBothSides) {
   EXPECT_TRUE(south->objects("patients").empty());
   EXPECT_EQ(jo->objects("tasks"), tasks) << "members and their order";
   for (ManagedObject* task : tasks) EXPECT_EQ(task->object("patient"), jo);
+}
+
+// Objects inserted without reserved keys are registered by temporary keys,
+// which two contexts of one coordinator draw from one counter: each context
+// finds its own objects by them (and not the other's), and by their
+// permanent keys once saved.
+TEST(ContextTest, TemporaryKeysFindTheirObjectsBeforeAndAfterTheSave) {
+  auto coordinator = memoryCoordinator();
+  ManagedObjectContext first, second;
+  first.setPersistentStoreCoordinator(coordinator);
+  second.setPersistentStoreCoordinator(coordinator);
+  std::vector<ManagedObject*> mine, theirs;
+  auto insert = [](ManagedObjectContext& c, std::vector<ManagedObject*>& into, int count) {
+    for (int i = 0; i < count; ++i) into.push_back(patient(c, "p" + std::to_string(i), i % 100));
+  };
+  insert(first, mine, 1);
+  insert(second, theirs, 10000);  // far past what the first context holds
+  insert(first, mine, 3000);
+  insert(second, theirs, 2);
+  std::set<std::int64_t> temporary;
+  for (ManagedObject* o : mine) {
+    ASSERT_LT(o->objectID().primaryKey, 0);
+    EXPECT_TRUE(temporary.insert(o->objectID().primaryKey).second);
+    ASSERT_EQ(first.objectWithID(o->objectID()), o);
+  }
+  for (ManagedObject* o : theirs) {
+    ASSERT_EQ(second.objectWithID(o->objectID()), o);
+    ASSERT_NE(first.objectWithID(o->objectID()), o);
+  }
+  ASSERT_TRUE(first.save().ok());
+  ASSERT_TRUE(second.save().ok());
+  std::set<std::int64_t> permanent;
+  for (auto* list : {&mine, &theirs}) {
+    for (ManagedObject* o : *list) {
+      ASSERT_GT(o->objectID().primaryKey, 0);
+      EXPECT_TRUE(permanent.insert(o->objectID().primaryKey).second);
+    }
+  }
+  for (ManagedObject* o : mine) ASSERT_EQ(first.objectWithID(o->objectID()), o);
+  EXPECT_EQ(*first.count(FetchRequest("Patient")), mine.size() + theirs.size());
 }
 
 TEST(ContextTest, DidSaveNotificationCarriesChangesAndMergesIntoAnotherContext) {

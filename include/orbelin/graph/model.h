@@ -13,6 +13,19 @@
 
 namespace orbelin::graph {
 
+namespace detail {
+// Looked up by string_view without making a string: names are looked up on
+// every insertion and every access by key.
+struct NameHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view name) const noexcept {
+    return std::hash<std::string_view>()(name);
+  }
+};
+template <typename V>
+using NameMap = std::unordered_map<std::string, V, NameHash, std::equal_to<>>;
+}  // namespace detail
+
 class ManagedObject;
 class EntityDescription;
 
@@ -103,8 +116,8 @@ class EntityDescription {
   std::vector<AttributeDescription> attributes_;
   std::vector<RelationshipDescription> relationships_;
   std::vector<PropertyRef> properties_;
-  std::unordered_map<std::string, std::size_t> attributeIndex_;
-  std::unordered_map<std::string, std::size_t> relationshipIndex_;
+  detail::NameMap<std::size_t> attributeIndex_;
+  detail::NameMap<std::size_t> relationshipIndex_;
 };
 
 // A complete, immutable model: a set of entities whose relationships all
@@ -135,7 +148,7 @@ class ManagedObjectModel {
   Status resolve();
   void computeVersion();
   std::vector<std::unique_ptr<EntityDescription>> entities_;
-  std::unordered_map<std::string, EntityDescription*> byName_;
+  detail::NameMap<EntityDescription*> byName_;
   std::string version_;
 };
 
