@@ -111,7 +111,6 @@ std::shared_ptr<graph::ManagedObjectContext> freshContext() {
 }  // namespace
 
 void loginImport(const Options& options) {
-  registerFirstGenerationModel();
   const std::string reply = loginReply();
   std::shared_ptr<graph::ManagedObjectContext> context;
   auto ours = [&] {

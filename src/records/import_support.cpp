@@ -12,7 +12,6 @@ thread_local int importDepth = 0;
 }  // namespace
 
 ImportScope::ImportScope() {
-  registerFirstGenerationModel();
   context_ = CoreDataStack::sharedInstance().managedObjectContext();
   ++importDepth;
 }

@@ -9,7 +9,6 @@ std::optional<std::int64_t> FirstGenerationRecord::integerAt(std::size_t index) 
 }
 
 graph::FetchRequest FirstGenerationRecord::fetchRequestFor(std::string_view entityName) {
-  registerFirstGenerationModel();
   return graph::FetchRequest(std::string(entityName));
 }
 

@@ -22,7 +22,6 @@ class RecordsTest : public ::testing::Test {
   void SetUp() override {
     DateUtils::setTimeZone("UTC");
     platform::Clock::setNowForTesting(now());
-    registerFirstGenerationModel();
     auto& stack = CoreDataStack::sharedInstance();
     context_ = std::make_shared<graph::ManagedObjectContext>(graph::ConcurrencyType::Confinement);
     context_->setPersistentStoreCoordinator(stack.persistentStoreCoordinator());

@@ -26,12 +26,12 @@ namespace orbelin {
 std::shared_ptr<const graph::ManagedObjectModel> buildFirstGenerationModel();
 
 // Registers the model under CoreDataStack::kModelName with
-// graph::ModelCatalog, once; later calls do nothing. It runs at program
-// start in every program that links the records (their link options keep
-// the registering object in), so CoreDataStack::sharedInstance() finds the
-// model whatever touches it first; every create and fetchRequest() calls it
-// too. Only code that runs before main (another static initializer) must
-// call it itself before touching the stack.
+// graph::ModelCatalog, once; later calls do nothing. It already runs at
+// program start in every program that links the records (their link options
+// keep the registering object in), so CoreDataStack::sharedInstance() finds
+// the model whatever touches it first. Only code that runs before main
+// (another static initializer) must call it itself before touching the
+// stack or a record.
 // Thread safety: any thread.
 void registerFirstGenerationModel();
 

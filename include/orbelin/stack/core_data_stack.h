@@ -15,6 +15,11 @@ namespace orbelin {
 // thread-confined context. It is a working area, not a database: nothing is
 // written to disk and each launch starts empty.
 //
+// The model: the stack reads it from graph::ModelCatalog under kModelName,
+// where the library that defines it registered it at program start (the
+// first-generation records do, in every program that links them), or is
+// given one (constructor, setManagedObjectModel).
+//
 // Each of the four pieces is computed on its first read and then kept; a
 // setter replaces it and marks it computed. The coordinator and the context
 // may be computed as absent (null): that is remembered and not retried.
