@@ -85,6 +85,18 @@ TEST_F(RecordsTest, TaskSummaryCounts) {
   EXPECT_EQ(TaskSummary::create(json("[]"))->open(), 0);
 }
 
+// The notification's date alone: moved by whole days from 21 April 2015 onto
+// today (14 June 2026 here), its time of day kept.
+TEST_F(RecordsTest, NotificationDateIsMovedOntoToday) {
+  auto dateOf = [](const char* sent) {
+    return Notification::create(json(std::string(R"({"date": ")") + sent + "\"}"))->date();
+  };
+  EXPECT_EQ(dateOf("2015-04-21T09:41:00Z"), utc("2026-06-14T09:41:00Z"));
+  EXPECT_EQ(dateOf("2015-04-21T23:59:00Z"), utc("2026-06-14T23:59:00Z"));
+  EXPECT_EQ(dateOf("2015-04-20T07:00:00Z"), utc("2026-06-13T07:00:00Z"));
+  EXPECT_EQ(dateOf("2015-04-23T18:30:00Z"), utc("2026-06-16T18:30:00Z"));
+}
+
 TEST_F(RecordsTest, NotificationImport) {
   Notification* notification = Notification::create(json(R"({
     "notificationId": 55, "id": 999,
