@@ -1,11 +1,12 @@
 #pragma once
 
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "orbelin/model2/entity_support.h"
+
+// The properties of Bed2 (rows as in entity_support.h).
+#define ORBELIN_MODEL2_PROPERTIES_Bed2(ATTRIBUTE, TO_ONE, TO_MANY) \
+  ATTRIBUTE(bedNumber, std::string, Required)                      \
+  TO_ONE(room, Room, beds, Required)                               \
+  TO_ONE(patient, Patient, bed, Optional)
 
 namespace orbelin::model2 {
 
@@ -13,31 +14,10 @@ namespace orbelin::model2 {
 //
 // Entity "Bed". Its service identifier is `bedNumber`.
 // Its dictionary form leaves out no relation.
-//
-// Ownership and threads: as for every NSManagedObjectEx, the context owns
-// the object, which is used on that context's thread or queue.
 class Bed2 : public NSManagedObjectEx {
  public:
-  // The arguments of setProperties, in their order (see entity_support.h).
-  struct Properties {
-    Required<std::string> bedNumber;
-    Required<Room2*> room;
-    Patient2* patient = nullptr;
-  };
-
-  std::string className() const override;  // "Bed"
-  std::optional<std::string> externalObjectId() const override;
-  std::optional<std::string> externalObjectIdName() const override;  // "bedNumber"
-
-  // Writes every required property and every optional one that is present;
-  // absent ones keep their values. A present list replaces the relationship's
-  // whole content (an empty list empties it). Nothing is saved.
-  void setProperties(const Properties& properties);
-
-  // Typed reads: absent (or null, or empty) when unset.
-  std::optional<std::string> bedNumber() const;
-  Room2* room() const;
-  Patient2* patient() const;
+  ORBELIN_MODEL2_ENTITY(ORBELIN_MODEL2_PROPERTIES_Bed2)
+  ORBELIN_MODEL2_IDENTIFIED_ENTITY()
 };
 
 }  // namespace orbelin::model2

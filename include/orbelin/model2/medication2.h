@@ -1,12 +1,15 @@
 #pragma once
 
-#include <optional>
-#include <span>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "orbelin/model2/entity_support.h"
+
+// The properties of Medication2 (rows as in entity_support.h).
+#define ORBELIN_MODEL2_PROPERTIES_Medication2(ATTRIBUTE, TO_ONE, TO_MANY) \
+  ATTRIBUTE(name, std::string, Required)                                  \
+  ATTRIBUTE(commonName, std::string, Required)                            \
+  ATTRIBUTE(drugIdentificationNumber, std::string, Required)              \
+  ATTRIBUTE(dosage, std::string, Required)                                \
+  TO_ONE(instruction, Instruction, medication, Required)                  \
+  TO_ONE(recoveryPath, RecoveryPath, medications, Required)
 
 namespace orbelin::model2 {
 
@@ -14,39 +17,10 @@ namespace orbelin::model2 {
 //
 // Entity "Medication". It has no service identifier.
 // Its dictionary form leaves out recoveryPath.
-//
-// Ownership and threads: as for every NSManagedObjectEx, the context owns
-// the object, which is used on that context's thread or queue.
 class Medication2 : public NSManagedObjectEx {
  public:
-  // The arguments of setProperties, in their order (see entity_support.h).
-  struct Properties {
-    Required<std::string> name;
-    Required<std::string> commonName;
-    Required<std::string> drugIdentificationNumber;
-    Required<std::string> dosage;
-    Required<Instruction2*> instruction;
-    Required<RecoveryPath2*> recoveryPath;
-  };
-
-  std::string className() const override;  // "Medication"
-  bool ignoreRelation(std::string_view name) const override;
-  // The relations left out of the dictionary form, in order; the same for
-  // every instance.
-  std::span<const std::string_view> ignoreRelations() const;
-
-  // Writes every required property and every optional one that is present;
-  // absent ones keep their values. A present list replaces the relationship's
-  // whole content (an empty list empties it). Nothing is saved.
-  void setProperties(const Properties& properties);
-
-  // Typed reads: absent (or null, or empty) when unset.
-  std::optional<std::string> name() const;
-  std::optional<std::string> commonName() const;
-  std::optional<std::string> drugIdentificationNumber() const;
-  std::optional<std::string> dosage() const;
-  Instruction2* instruction() const;
-  RecoveryPath2* recoveryPath() const;
+  ORBELIN_MODEL2_ENTITY(ORBELIN_MODEL2_PROPERTIES_Medication2)
+  ORBELIN_MODEL2_IGNORES_RELATIONS()
 };
 
 }  // namespace orbelin::model2

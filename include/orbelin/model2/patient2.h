@@ -1,11 +1,33 @@
 #pragma once
 
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "orbelin/model2/entity_support.h"
+
+// The properties of Patient2 (rows as in entity_support.h).
+#define ORBELIN_MODEL2_PROPERTIES_Patient2(ATTRIBUTE, TO_ONE, TO_MANY) \
+  ATTRIBUTE(patientId, std::string, Required)                          \
+  ATTRIBUTE(firstName, std::string, Required)                          \
+  ATTRIBUTE(lastName, std::string, Required)                           \
+  ATTRIBUTE(gender, GenderEnum, Required)                              \
+  ATTRIBUTE(birthDate, Date, Required)                                 \
+  ATTRIBUTE(acuity, PatientAcuityEnum, Optional)                       \
+  ATTRIBUTE(ambulatoryStatus, PatientAmbulatoryStatus, Optional)       \
+  ATTRIBUTE(physicianName, std::string, Optional)                      \
+  ATTRIBUTE(status, PatientStatusEnum, Optional)                       \
+  TO_MANY(alerts, Alert, patient, Unordered)                           \
+  TO_MANY(allergies, DatedValue, patient_allergy, Unordered)           \
+  TO_MANY(barriers, DatedValue, patient_barrier, Unordered)            \
+  TO_ONE(bed, Bed, patient, Optional)                                  \
+  TO_MANY(diagnoses, DatedValue, patient_diagnosis, Unordered)         \
+  TO_MANY(diets, DatedValue, patient_diet, Unordered)                  \
+  TO_MANY(immunizations, DatedValue, patient_immunization, Unordered)  \
+  TO_MANY(pertainingMessages, Message, patient, Unordered)             \
+  TO_MANY(pertainingTasks, Task, pertainingPatient, Unordered)         \
+  TO_ONE(recoveryPath, RecoveryPath, patient, Optional)                \
+  TO_ONE(room, Room, patients, Optional)                               \
+  TO_ONE(roundedBy, StaffMember, roundingPatients, Optional)           \
+  TO_MANY(roundingNotes, DatedValue, patient_roundingNote, Unordered)  \
+  TO_MANY(symptoms, DatedValue, patient_symptom, Unordered)            \
+  TO_MANY(vitals, Vital, pateint, Unordered)
 
 namespace orbelin::model2 {
 
@@ -14,77 +36,10 @@ namespace orbelin::model2 {
 //
 // Entity "Patient". Its service identifier is `patientId`.
 // Its dictionary form leaves out no relation.
-//
-// Ownership and threads: as for every NSManagedObjectEx, the context owns
-// the object, which is used on that context's thread or queue.
 class Patient2 : public NSManagedObjectEx {
  public:
-  // The arguments of setProperties, in their order (see entity_support.h).
-  struct Properties {
-    Required<std::string> patientId;
-    Required<std::string> firstName;
-    Required<std::string> lastName;
-    Required<GenderEnum> gender;
-    Required<Date> birthDate;
-    std::optional<PatientAcuityEnum> acuity = std::nullopt;
-    std::optional<PatientAmbulatoryStatus> ambulatoryStatus = std::nullopt;
-    std::optional<std::string> physicianName = std::nullopt;
-    std::optional<PatientStatusEnum> status = std::nullopt;
-    std::optional<std::vector<Alert2*>> alerts = std::nullopt;
-    std::optional<std::vector<DatedValue2*>> allergies = std::nullopt;
-    std::optional<std::vector<DatedValue2*>> barriers = std::nullopt;
-    Bed2* bed = nullptr;
-    std::optional<std::vector<DatedValue2*>> diagnoses = std::nullopt;
-    std::optional<std::vector<DatedValue2*>> diets = std::nullopt;
-    std::optional<std::vector<DatedValue2*>> immunizations = std::nullopt;
-    std::optional<std::vector<Message2*>> pertainingMessages = std::nullopt;
-    std::optional<std::vector<Task2*>> pertainingTasks = std::nullopt;
-    RecoveryPath2* recoveryPath = nullptr;
-    Room2* room = nullptr;
-    StaffMember2* roundedBy = nullptr;
-    std::optional<std::vector<DatedValue2*>> roundingNotes = std::nullopt;
-    std::optional<std::vector<DatedValue2*>> symptoms = std::nullopt;
-    std::optional<std::vector<Vital2*>> vitals = std::nullopt;
-  };
-
-  std::string className() const override;  // "Patient"
-  std::optional<std::string> externalObjectId() const override;
-  std::optional<std::string> externalObjectIdName() const override;  // "patientId"
-
-  // Writes every required property and every optional one that is present;
-  // absent ones keep their values. A present list replaces the relationship's
-  // whole content (an empty list empties it). Nothing is saved.
-  void setProperties(const Properties& properties);
-
-  // Typed reads: absent (or null, or empty) when unset.
-  std::optional<std::string> patientId() const;
-  std::optional<std::string> firstName() const;
-  std::optional<std::string> lastName() const;
-  // The raw value of a GenderEnum case.
-  std::optional<std::string> gender() const;
-  std::optional<Date> birthDate() const;
-  // The raw value of a PatientAcuityEnum case.
-  std::optional<std::string> acuity() const;
-  // The raw value of a PatientAmbulatoryStatus case.
-  std::optional<std::string> ambulatoryStatus() const;
-  std::optional<std::string> physicianName() const;
-  // The raw value of a PatientStatusEnum case.
-  std::optional<std::string> status() const;
-  std::vector<Alert2*> alerts() const;
-  std::vector<DatedValue2*> allergies() const;
-  std::vector<DatedValue2*> barriers() const;
-  Bed2* bed() const;
-  std::vector<DatedValue2*> diagnoses() const;
-  std::vector<DatedValue2*> diets() const;
-  std::vector<DatedValue2*> immunizations() const;
-  std::vector<Message2*> pertainingMessages() const;
-  std::vector<Task2*> pertainingTasks() const;
-  RecoveryPath2* recoveryPath() const;
-  Room2* room() const;
-  StaffMember2* roundedBy() const;
-  std::vector<DatedValue2*> roundingNotes() const;
-  std::vector<DatedValue2*> symptoms() const;
-  std::vector<Vital2*> vitals() const;
+  ORBELIN_MODEL2_ENTITY(ORBELIN_MODEL2_PROPERTIES_Patient2)
+  ORBELIN_MODEL2_IDENTIFIED_ENTITY()
 };
 
 }  // namespace orbelin::model2

@@ -1,11 +1,15 @@
 #pragma once
 
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "orbelin/model2/entity_support.h"
+
+// The properties of Task2 (rows as in entity_support.h).
+#define ORBELIN_MODEL2_PROPERTIES_Task2(ATTRIBUTE, TO_ONE, TO_MANY) \
+  ATTRIBUTE(type, TaskTypeEnum, Required)                           \
+  TO_ONE(instruction, Instruction, task, Required)                  \
+  TO_ONE(owner, StaffMember, tasks, Required)                       \
+  ATTRIBUTE(group, TaskGroupEnum, Optional)                         \
+  TO_MANY(messages, Message, task, Unordered)                       \
+  TO_ONE(pertainingPatient, Patient, pertainingTasks, Optional)
 
 namespace orbelin::model2 {
 
@@ -13,37 +17,9 @@ namespace orbelin::model2 {
 //
 // Entity "Task". It has no service identifier.
 // Its dictionary form leaves out no relation.
-//
-// Ownership and threads: as for every NSManagedObjectEx, the context owns
-// the object, which is used on that context's thread or queue.
 class Task2 : public NSManagedObjectEx {
  public:
-  // The arguments of setProperties, in their order (see entity_support.h).
-  struct Properties {
-    Required<TaskTypeEnum> type;
-    Required<Instruction2*> instruction;
-    Required<StaffMember2*> owner;
-    std::optional<TaskGroupEnum> group = std::nullopt;
-    std::optional<std::vector<Message2*>> messages = std::nullopt;
-    Patient2* pertainingPatient = nullptr;
-  };
-
-  std::string className() const override;  // "Task"
-
-  // Writes every required property and every optional one that is present;
-  // absent ones keep their values. A present list replaces the relationship's
-  // whole content (an empty list empties it). Nothing is saved.
-  void setProperties(const Properties& properties);
-
-  // Typed reads: absent (or null, or empty) when unset.
-  // The raw value of a TaskTypeEnum case.
-  std::optional<std::string> type() const;
-  Instruction2* instruction() const;
-  StaffMember2* owner() const;
-  // The raw value of a TaskGroupEnum case.
-  std::optional<std::string> group() const;
-  std::vector<Message2*> messages() const;
-  Patient2* pertainingPatient() const;
+  ORBELIN_MODEL2_ENTITY(ORBELIN_MODEL2_PROPERTIES_Task2)
 };
 
 }  // namespace orbelin::model2
