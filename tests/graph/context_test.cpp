@@ -279,19 +279,24 @@ TEST(ContextTest, DidSaveNotificationCarriesChangesAndMergesIntoAnotherContext) 
 
 TEST(ContextTest, PerformRunsOnTheContextsQueue) {
   ManagedObjectContext priv(ConcurrencyType::PrivateQueue);
+  const std::thread::id caller = std::this_thread::get_id();
+  // perform runs on the queue's own thread, after what was queued before.
   std::thread::id queueThread;
-  bool nestedInline = false;
-  priv.performAndWait([&] {
-    queueThread = std::this_thread::get_id();
-    // performAndWait from the context's own queue runs inline, not deadlocking.
-    priv.performAndWait([&] { nestedInline = std::this_thread::get_id() == queueThread; });
-  });
-  EXPECT_NE(queueThread, std::this_thread::get_id());
-  EXPECT_TRUE(nestedInline);
   std::atomic<bool> ran{false};
+  priv.perform([&] { queueThread = std::this_thread::get_id(); });
   priv.perform([&] { ran = std::this_thread::get_id() == queueThread; });
-  priv.performAndWait([] {});
+  // performAndWait waits for both, then runs (on an idle queue, on the
+  // caller's thread, as the platform may); nested, it runs inline instead
+  // of deadlocking.
+  bool nestedInline = false;
+  std::thread::id waitedOn;
+  priv.performAndWait([&] {
+    waitedOn = std::this_thread::get_id();
+    priv.performAndWait([&] { nestedInline = std::this_thread::get_id() == waitedOn; });
+  });
   EXPECT_TRUE(ran.load());
+  EXPECT_NE(queueThread, caller);
+  EXPECT_TRUE(nestedInline);
 
   ManagedObjectContext main(ConcurrencyType::MainQueue);
   bool onMain = false;

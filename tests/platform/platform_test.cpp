@@ -83,6 +83,49 @@ TEST(SerialQueue, RunsInOrderOffTheCallerAndSyncIsReentrant) {
   EXPECT_FALSE(queue.isCurrent());
 }
 
+// A sync on an idle queue runs on the caller's thread, yet never beside
+// other work of the queue: work queued from inside it waits until it ends,
+// and syncs from many threads at once each run alone.
+TEST(SerialQueue, SyncOnAnIdleQueueRunsInlineAndAlone) {
+  SerialQueue queue("test");
+  std::thread::id ranOn;
+  bool afterInline = false;
+  std::atomic<bool> asyncRan{false};
+  queue.sync([&] {
+    ranOn = std::this_thread::get_id();
+    queue.async([&] {
+      EXPECT_TRUE(afterInline) << "queued work ran beside the inline work";
+      asyncRan = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    afterInline = true;
+  });
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+  queue.sync([] {});  // waits behind the queued work
+  EXPECT_TRUE(asyncRan);
+
+  std::atomic<int> inside{0};
+  std::atomic<int> overlaps{0};
+  std::vector<std::thread> callers;
+  for (int t = 0; t < 4; ++t) {
+    callers.emplace_back([&] {
+      for (int i = 0; i < 200; ++i) {
+        queue.sync([&] {
+          if (inside.fetch_add(1) != 0) ++overlaps;
+          inside.fetch_sub(1);
+        });
+        queue.async([&] {
+          if (inside.fetch_add(1) != 0) ++overlaps;
+          inside.fetch_sub(1);
+        });
+      }
+    });
+  }
+  for (auto& caller : callers) caller.join();
+  queue.sync([] {});
+  EXPECT_EQ(overlaps.load(), 0);
+}
+
 TEST(NotificationCenter, DeliversByNameAndSenderAndStopsAfterRemoval) {
   auto& center = NotificationCenter::defaultCenter();
   int a = 0, b = 0;
