@@ -115,7 +115,6 @@ Patient2* storedPatient(const std::string& patientId) {
 // file that another process keeps locked has been waited for (a bounded
 // wait) by the time this returns.
 ObjectStore* attachedStore(std::string& why) {
-  model2::registerHospitalModel();
   ObjectStore& store = hospitalStore();
   if (!store.mainQueueContext()) {
     why = "the object store has no model";

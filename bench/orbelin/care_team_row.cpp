@@ -135,7 +135,6 @@ void careTeamDownload(const Options& options) {
   QuietConsole quiet;
   Scratch scratch("care-team");
   useDocuments(scratch.path() / "documents");
-  model2::registerHospitalModel();
   test::SampleService service(hospitalWithTeam(scratch.path() / "hospital"), infoPlist());
   if (!service.running()) {
     std::fprintf(stderr, "sample service: %s\n", service.failure().c_str());

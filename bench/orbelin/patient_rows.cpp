@@ -21,7 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 
 std::unique_ptr<ObjectStore> hospitalStoreIn(const fs::path& folder) {
-  model2::registerHospitalModel();
   platform::HostEnvironment::setDocumentsDirectory(folder);
   return std::make_unique<ObjectStore>();
 }

@@ -5,7 +5,6 @@
 #include <fstream>
 #include <iterator>
 
-#include "orbelin/model2/hospital_model.h"
 #include "orbelin/networking/data_source_manager.h"
 #include "orbelin/platform/host_environment.h"
 #include "orbelin/platform/main_queue.h"
@@ -55,7 +54,6 @@ void useDocuments(const fs::path& folder) {
 
 SamplePatient useLocalSample(const fs::path& documents) {
   useDocuments(documents);
-  model2::registerHospitalModel();
   TamberNetworking::DataSourceManager::setResourceRoot(sampleResources());
   TamberNetworking::DataSourceManager::setLocalMode(true);
   return largestSamplePatient();

@@ -30,4 +30,17 @@ bool registerHospitalModel() {
   return true;
 }
 
+namespace {
+// The entities join the framework's bundle before main, so that every
+// object store (hospitalStore() included) finds them whatever touches it
+// first, while a test may still replace the bundle afterwards. Only the
+// builder is registered here; the model is built on first use.
+const bool registeredAtStart = registerHospitalModel();
+}  // namespace
+
 }  // namespace orbelin::model2
+
+// Named by the model2 library's link options (--undefined), so that this
+// object, and with it the registration above, is part of every program that
+// links the entities, even one that has used none yet.
+extern "C" const bool orbelin_model2_model_linked = orbelin::model2::registeredAtStart;

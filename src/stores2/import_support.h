@@ -28,7 +28,6 @@ using Fill = std::function<void(model2::NSManagedObjectEx&, const std::string&)>
 template <typename T>
 std::vector<T*> importObjects(ObjectType type, const std::vector<std::string>& texts,
                               const Fill& fill) {
-  model2::registerHospitalModel();  // before the store first loads its model
   ObjectStore& store = hospitalStore();
   auto context = store.backgroundQueueContext();
   std::vector<T*> result;

@@ -10,9 +10,6 @@
 #include "orbelin/platform/error.h"
 #include "orbelin/platform/host_environment.h"
 #include "store_files.h"
-#ifdef ORBELIN_HAS_MODEL2
-#include "orbelin/model2/hospital_model.h"
-#endif
 
 namespace orbelin {
 
@@ -20,13 +17,6 @@ namespace fs = std::filesystem;
 using graph::ManagedObjectContext;
 
 namespace {
-
-#ifdef ORBELIN_HAS_MODEL2
-// The recovery-path entities join the framework's bundle before main, so that
-// every store (hospitalStore() included) has them, while a test may still
-// replace the bundle afterwards.
-[[maybe_unused]] const bool kHospitalModelRegistered = model2::registerHospitalModel();
-#endif
 
 void log(const std::string& line) {
   platform::Console::log(line);

@@ -39,7 +39,6 @@ void Patient2Store::downloadPatient(const std::string& patientId,
 }
 
 void Patient2Store::patient(const std::string& patientId, PatientHandler completionHandler) {
-  model2::registerHospitalModel();
   auto found = hospitalStore().fetchObjectsWithName(
       rawValue(ObjectType::Patient), graph::Predicate::equal("patientId", patientId));
   // Saved objects come in insertion order: the last match is the latest download.

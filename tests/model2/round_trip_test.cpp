@@ -185,7 +185,6 @@ json::object canonicalForm(const NSManagedObjectEx& object) {
 class RoundTripTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    registerHospitalModel();
     DateUtils::setTimeZone("Asia/Kolkata");  // a half-hour zone
   }
   void TearDown() override {

@@ -34,7 +34,6 @@ const std::filesystem::path& documents() {
   static TempDir directory;
   static const bool configured = [] {
     platform::HostEnvironment::setDocumentsDirectory(directory.path());
-    model2::registerHospitalModel();  // tests reach hospitalStore() before any store call
     return true;
   }();
   (void)configured;

@@ -19,7 +19,10 @@ std::shared_ptr<const graph::ManagedObjectModel> buildHospitalModel();
 
 // Adds the model to the framework's resource bundle
 // (graph::kFrameworkBundleIdentifier) in graph::ModelCatalog, so that the
-// object store's merged model holds these entities. Only the first call in a
+// object store's merged model holds these entities. It already runs at
+// program start in every program that links the entities (their link
+// options keep the registering object in); only code that runs before main
+// (another static initializer) must call it itself. Only the first call in a
 // process registers; later calls do nothing, so that a bundle replaced
 // afterwards (tests) stays replaced. Any thread. Returns true.
 bool registerHospitalModel();

@@ -44,6 +44,10 @@ std::optional<ObjectType> objectTypeFromRawValue(std::string_view rawValue);
 // are answered. A save in either is merged into the other before the save
 // returns.
 //
+// The model: the libraries that define entities add them to that bundle at
+// program start (the recovery-path entities do, in every program that links
+// them); the store reads the bundle's merged model once, when it is made.
+//
 // The documents directory is created (owner-only) when it is missing. A
 // store file that does not fit the model (another model version, not a
 // database, damaged) is set aside with every companion file as
