@@ -1,18 +1,13 @@
 // The SQLite store: opening and checking a file, fetches, key blocks and
 // saves. Its tables are described with the schema (sqlite_schema.h).
 
-#include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <fstream>
 #include <limits>
 #include <set>
-#include <system_error>
 #include <unordered_map>
 
 #include "graph/object_access.h"
@@ -22,6 +17,7 @@
 #include "graph/store.h"
 #include "orbelin/graph/coordinator.h"
 #include "orbelin/platform/error.h"
+#include "orbelin/platform/owner_only_files.h"
 
 namespace orbelin::graph::detail {
 
@@ -633,36 +629,6 @@ class SQLiteStore : public Store {
   std::unordered_map<std::string, std::unique_ptr<Statement>> queries_;
 };
 
-// Creates the missing directories of `directory` owner-only: the documents
-// directory of a fresh account does not exist yet.
-Status createDirectories(const std::filesystem::path& directory) {
-  std::filesystem::path partial;
-  for (const auto& part : directory) {
-    partial /= part;
-    if (::mkdir(partial.c_str(), 0700) == 0 || errno == EEXIST) continue;
-    return storeError(13, "Cannot create the directory " + partial.string() + ": " +
-                              std::generic_category().message(errno));
-  }
-  return Status::success();
-}
-
-// Creates the file owner-only before SQLite opens it: SQLite gives its
-// journal and WAL files the permissions of the database file. False when
-// another process created it first.
-Result<bool> createOwnerOnly(const std::filesystem::path& path) {
-  if (path.has_parent_path()) {
-    if (auto status = createDirectories(path.parent_path()); !status) return status.error();
-  }
-  int fd = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
-  if (fd < 0 && errno == EEXIST) return false;
-  if (fd < 0)
-    return storeError(13, "Cannot create the store file " + path.string() + ": " +
-                              std::generic_category().message(errno));
-  ::fchmod(fd, 0600);
-  ::close(fd);
-  return true;
-}
-
 // Whether the file is empty (a new store) or starts as an SQLite database
 // does. Anything else is refused before SQLite opens it: SQLite would treat
 // the companion -wal and -shm files beside it as its own and remove them,
@@ -692,8 +658,8 @@ Result<std::unique_ptr<Store>> openSQLiteStore(const ManagedObjectModel& model,
                                         " is not a store: it is not an "
                                         "SQLite database.");
   } else {
-    auto made = createOwnerOnly(path);
-    if (!made) return made.error();
+    auto made = platform::createOwnerOnlyFile(path);
+    if (!made) return storeError(13, made.error().localizedDescription());
     created = *made;
   }
   // Only a file this call created and nobody has written to yet is removed.
