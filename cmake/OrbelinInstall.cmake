@@ -1,5 +1,6 @@
 include(CMakePackageConfigHelpers)
-install(DIRECTORY include/orbelin DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/orbelin ${ORBELIN_GENERATED_DIR}/include/orbelin
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY resources/ DESTINATION ${ORBELIN_INSTALL_RESOURCE_DIR})
 install(PROGRAMS tools/sample_service.py DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME orbelin-sample-service)
 install(EXPORT OrbelinDataTargets NAMESPACE OrbelinData::

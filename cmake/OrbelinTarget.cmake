@@ -11,15 +11,18 @@ endif()
 set(ORBELIN_LIBRARIES "" CACHE INTERNAL "")
 
 # orbelin_add_library(name SOURCES ... DEPS ...): a layer library with the
-# alias OrbelinData::name, public headers from include/, and an install rule.
+# alias OrbelinData::name, public headers from include/ (and those generated
+# from the entity tables), and an install rule.
 function(orbelin_add_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
   add_library(orbelin_${name} ${ARG_SOURCES})
   add_library(OrbelinData::${name} ALIAS orbelin_${name})
   set_target_properties(orbelin_${name} PROPERTIES EXPORT_NAME ${name} OUTPUT_NAME orbelin_${name})
   target_include_directories(orbelin_${name}
-    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
-    PRIVATE ${PROJECT_SOURCE_DIR}/src)
+    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+           $<BUILD_INTERFACE:${ORBELIN_GENERATED_DIR}/include>
+           $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    PRIVATE ${PROJECT_SOURCE_DIR}/src ${ORBELIN_GENERATED_DIR}/src)
   target_compile_options(orbelin_${name} PRIVATE ${ORBELIN_WARNINGS})
   target_link_libraries(orbelin_${name} PUBLIC ${ARG_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
   install(TARGETS orbelin_${name} EXPORT OrbelinDataTargets
@@ -32,7 +35,8 @@ function(orbelin_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PROPERTIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_compile_options(${name} PRIVATE ${ORBELIN_WARNINGS} -Wno-conversion -Wno-sign-conversion)
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src
+    ${ORBELIN_GENERATED_DIR}/src)
   target_link_libraries(${name} PRIVATE ${ARG_DEPS} GTest::gtest GTest::gmock orbelin_testsupport)
   target_compile_definitions(${name} PRIVATE
     ORBELIN_SOURCE_DIR="${PROJECT_SOURCE_DIR}" ORBELIN_BINARY_DIR="${PROJECT_BINARY_DIR}")

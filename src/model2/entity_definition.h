@@ -22,17 +22,9 @@
 #include <type_traits>
 #include <vector>
 
+#include "model2/entity_list.h"
 #include "orbelin/graph/model.h"
 #include "orbelin/model2/entities.h"
-
-// The twenty-one entities, by entity name (the class adds a 2).
-// clang-format off
-#define ORBELIN_MODEL2_FOR_EACH_ENTITY(X)                                           \
-  X(Alert) X(Appoitment) X(Bed) X(BookletSection) X(DatedValue)                     \
-  X(InformationBooklet) X(Instruction) X(InstructionAction) X(MedicalTest)          \
-  X(Medication) X(Message) X(MultiMedia) X(Note) X(Patient) X(RecoveryPath) X(Room) \
-  X(Shift) X(StaffMember) X(Task) X(TestResult) X(Vital)
-// clang-format on
 
 namespace orbelin::model2::detail {
 

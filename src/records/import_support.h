@@ -89,17 +89,6 @@ inline Date movedOntoToday(Date sent) {
   return DateUtils::createSimulatedDateFrom421(sent).value_or(sent);
 }
 
-// The case whose raw value equals the stored number (compared numerically),
-// else `fallback`.
-template <typename Enum>
-Enum enumFromValue(const graph::Value& value, Enum fallback) {
-  auto number = value.number();
-  if (!number || !(*number >= 0 && *number <= 16)) return fallback;
-  auto raw = static_cast<std::int64_t>(*number);
-  if (static_cast<double>(raw) != *number) return fallback;
-  return fromRawValue<Enum>(raw).value_or(fallback);
-}
-
 // One record per element of a JSON array, made by `make`; nulls dropped.
 template <typename T, typename Make>
 std::vector<T*> importEach(const TamberNetworking::JSON& array, Make make) {

@@ -39,19 +39,6 @@ Task* Task::create(const JSON& json) {
   });
 }
 
-orbelin::TaskType Task::typeEnum() const {
-  return records_detail::enumFromValue(valueAt(at("type")), orbelin::TaskType::Undefined);
-}
-void Task::setTypeEnum(orbelin::TaskType value) {
-  setValueAt(at("type"), rawValue(value));
-}
-orbelin::TaskStatus Task::statusEnum() const {
-  return records_detail::enumFromValue(valueAt(at("status")), orbelin::TaskStatus::Normal);
-}
-void Task::setStatusEnum(orbelin::TaskStatus value) {
-  setValueAt(at("status"), rawValue(value));
-}
-
 TaskSummary* TaskSummary::create(const JSON& json) {
   return importRecord<TaskSummary>(json, [](TaskSummary&, const Members&, bool) {});
 }
@@ -75,19 +62,6 @@ Notification* Notification::create(const JSON& json) {
   });
 }
 
-orbelin::NotificationType Notification::typeEnum() const {
-  return records_detail::enumFromValue(valueAt(at("type")), orbelin::NotificationType::Undefined);
-}
-void Notification::setTypeEnum(orbelin::NotificationType value) {
-  setValueAt(at("type"), rawValue(value));
-}
-orbelin::NotificationStatus Notification::statusEnum() const {
-  return records_detail::enumFromValue(valueAt(at("status")),
-                                       orbelin::NotificationStatus::Undefined);
-}
-void Notification::setStatusEnum(orbelin::NotificationStatus value) {
-  setValueAt(at("status"), rawValue(value));
-}
 std::string Notification::label() const {
   return orbelin::label(typeEnum());
 }

@@ -94,10 +94,12 @@ using StoredAs = typename detail::Stored<T>::type;
 
 }  // namespace orbelin::model2
 
-// Each entity declares its properties once, in one table: a macro in its
-// header named ORBELIN_MODEL2_PROPERTIES_<Class> that lists one row per
-// property, in the order of setProperties' arguments, which is also the
-// order of the entity's model and of its dictionary form:
+// Each entity is declared once, in model/recovery_path.toml. The build
+// writes from it each entity's header (orbelin/model2/<entity>2.h, in the
+// build tree and installed beside this one), holding the class and a macro
+// ORBELIN_MODEL2_PROPERTIES_<Class> that lists one row per property, in the
+// order of setProperties' arguments, which is also the order of the entity's
+// model and of its dictionary form:
 //
 //   ATTRIBUTE(name, ArgumentType, Required | Optional)
 //   TO_ONE(name, DestinationEntity, inverse, Required | Optional | NotSet)

@@ -31,35 +31,26 @@ constexpr std::int64_t rawValue(Enum value) {
   return static_cast<std::int64_t>(value);
 }
 
+// The largest raw value of each enumeration; its cases are 0 to that.
+template <typename Enum>
+inline constexpr std::int64_t kLastRawValue = -1;
+template <>
+inline constexpr std::int64_t kLastRawValue<TaskType> = 2;
+template <>
+inline constexpr std::int64_t kLastRawValue<TaskStatus> = 3;
+template <>
+inline constexpr std::int64_t kLastRawValue<NotificationType> = 3;
+template <>
+inline constexpr std::int64_t kLastRawValue<NotificationStatus> = 1;
+template <>
+inline constexpr std::int64_t kLastRawValue<DischargeStatus> = 2;
+
 // The case whose raw value is `raw`, or std::nullopt when no case has it:
 // fromRawValue<DischargeStatus>(1) is InToday, fromRawValue<DischargeStatus>(3) none.
 template <typename Enum>
-std::optional<Enum> fromRawValue(std::int64_t raw);
-
-template <>
-inline std::optional<TaskType> fromRawValue<TaskType>(std::int64_t raw) {
-  if (raw < 0 || raw > 2) return std::nullopt;
-  return static_cast<TaskType>(raw);
-}
-template <>
-inline std::optional<TaskStatus> fromRawValue<TaskStatus>(std::int64_t raw) {
-  if (raw < 0 || raw > 3) return std::nullopt;
-  return static_cast<TaskStatus>(raw);
-}
-template <>
-inline std::optional<NotificationType> fromRawValue<NotificationType>(std::int64_t raw) {
-  if (raw < 0 || raw > 3) return std::nullopt;
-  return static_cast<NotificationType>(raw);
-}
-template <>
-inline std::optional<NotificationStatus> fromRawValue<NotificationStatus>(std::int64_t raw) {
-  if (raw < 0 || raw > 1) return std::nullopt;
-  return static_cast<NotificationStatus>(raw);
-}
-template <>
-inline std::optional<DischargeStatus> fromRawValue<DischargeStatus>(std::int64_t raw) {
-  if (raw < 0 || raw > 2) return std::nullopt;
-  return static_cast<DischargeStatus>(raw);
+requires(kLastRawValue<Enum> >= 0) constexpr std::optional<Enum> fromRawValue(std::int64_t raw) {
+  if (raw < 0 || raw > kLastRawValue<Enum>) return std::nullopt;
+  return static_cast<Enum>(raw);
 }
 
 // The display label of a notification type: "Undefined", "Lab Status",

@@ -10,15 +10,19 @@
 #include "orbelin/graph/fetch_request.h"
 #include "orbelin/graph/managed_object.h"
 #include "orbelin/platform/date.h"
+#include "orbelin/records/enums.h"
 
 namespace orbelin {
 
-// Common ground of every first-generation record. Each record class declares
-// its entity once, as a table of properties (kProperties): the model is built
-// from the tables (records/model.h), the accessors find their attributes and
-// relationships by name in the same table when compiling, and the imports
-// read the JSON members the table names. Reordering, adding or removing a row
-// moves everything with it.
+// Common ground of every first-generation record. Each record's entity is
+// declared once, in model/records.toml; the build writes from it, per record,
+// a base class <Name>Properties (records/<header>_properties.h, in the build
+// tree and installed beside this header) holding the JSON keys (Static),
+// fetchRequest(), the table of properties (kProperties) and the typed
+// accessors. The model is built from the tables (records/model.h), the
+// accessors find their attributes and relationships by name in the same
+// table when compiling, and the imports read the JSON members the table
+// names. Reordering, adding or removing a row moves everything with it.
 //
 // Ownership and threads: a record belongs to the one thread-confined context
 // of CoreDataStack::sharedInstance() and lives until the process ends;
@@ -72,6 +76,19 @@ class FirstGenerationRecord : public graph::ManagedObject {
   std::string textAt(std::size_t index) const { return valueAt(index).stringValue(); }
   std::optional<std::int64_t> integerAt(std::size_t index) const;
   OptionalDate dateAt(std::size_t index) const { return valueAt(index).date(); }
+  // The case whose raw value equals the stored number (compared numerically),
+  // else `fallback`: nothing stored, a fraction or a number outside the
+  // enumeration reads as the fallback.
+  template <typename Enum>
+  Enum enumAt(std::size_t index, Enum fallback) const {
+    auto number = valueAt(index).number();
+    if (!number || !(*number >= 0 && *number <= static_cast<double>(kLastRawValue<Enum>))) {
+      return fallback;
+    }
+    auto raw = static_cast<std::int64_t>(*number);
+    if (static_cast<double>(raw) != *number) return fallback;
+    return fromRawValue<Enum>(raw).value_or(fallback);
+  }
 
   // Relationships by position; defined (in record.cpp) for every record class,
   // so that headers may use them on classes they only declare.
