@@ -106,6 +106,13 @@ Value ManagedObject::valueAt(std::size_t attributeIndex) const {
   });
 }
 
+void ManagedObject::readValuesWith(void (*read)(void*, std::span<const Value>), void* f) const {
+  locked(*this, [&](ManagedObjectContext::Impl* impl) {
+    if (impl) impl->fire(const_cast<ManagedObject*>(this));
+    read(f, std::span<const Value>(values_));
+  });
+}
+
 void ManagedObject::setValueAt(std::size_t attributeIndex, Value value) {
   locked(*this, [&](ManagedObjectContext::Impl* impl) {
     if (impl) impl->fire(this);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 #include <deque>
+#include <span>
 #include <string>
 #include <typeinfo>
 #include <unordered_map>
@@ -59,11 +60,22 @@ class Writer {
     const auto* ex = dynamic_cast<const NSManagedObjectEx*>(&object);
     Dictionary dictionary;
     dictionary[ATTRIBUTE_NAME_FOR_CLASS] = ex ? ex->className() : object.entity().name();
+    object.readValues([&](std::span<const graph::Value> values) {
+      writeProperties(object, ex, values, dictionary);
+    });
+    path_.pop_back();
+    return dictionary;
+  }
+
+ private:
+  void writeProperties(const graph::ManagedObject& object, const NSManagedObjectEx* ex,
+                       std::span<const graph::Value> values, Dictionary& dictionary) {
     const auto& entity = object.entity();
     for (const graph::PropertyRef& property : entity.properties()) {
       if (property.isAttribute) {
         const auto& attribute = entity.attributes()[property.index];
-        if (auto value = attributeValue(object.valueAt(attribute.index)))
+        if (attribute.index >= values.size()) continue;
+        if (auto value = attributeValue(values[attribute.index]))
           dictionary[attribute.name] = std::move(*value);
         continue;
       }
@@ -71,11 +83,8 @@ class Writer {
       if (ex && ex->ignoreRelation(relationship.name)) continue;
       writeRelationship(object, relationship, dictionary);
     }
-    path_.pop_back();
-    return dictionary;
   }
 
- private:
   void writeRelationship(const graph::ManagedObject& object,
                          const graph::RelationshipDescription& relationship,
                          Dictionary& dictionary) {
@@ -209,21 +218,36 @@ class TextWriter {
     path_.push_back(&object);
     json_.raw(frame.open);
     if (!json_.string(ex ? ex->className() : entity.name())) return false;
+    // The walk below reads every value and follows relationships, so the
+    // context's lock is taken once here rather than once per value.
+    bool written = false;
+    object.readValues([&](std::span<const graph::Value> values) {
+      written = writeProperties(object, ex, frame, values, depth);
+    });
+    if (!written) return false;
+    json_.raw(frame.close);
+    path_.pop_back();
+    return true;
+  }
+
+  bool writeProperties(const graph::ManagedObject& object, const NSManagedObjectEx* ex,
+                       const Layout::Frame& frame, std::span<const graph::Value> values,
+                       std::size_t depth) {
+    static const graph::Value kNil;  // a fault whose row is gone has no values
+    const auto& entity = object.entity();
     const auto& properties = entity.properties();
     for (std::size_t i = 0; i < properties.size(); ++i) {
       const graph::PropertyRef& property = properties[i];
       if (property.isAttribute) {
-        const auto& attribute = entity.attributes()[property.index];
-        if (!writeAttribute(object.valueAt(attribute.index), frame.heads[i], depth + 1))
-          return false;
+        std::size_t index = entity.attributes()[property.index].index;
+        const graph::Value& value = index < values.size() ? values[index] : kNil;
+        if (!writeAttribute(value, frame.heads[i], depth + 1)) return false;
         continue;
       }
       const auto& relationship = entity.relationships()[property.index];
       if (ex && ex->ignoreRelation(relationship.name)) continue;
       if (!writeRelationship(object, relationship, frame.heads[i], depth + 1)) return false;
     }
-    json_.raw(frame.close);
-    path_.pop_back();
     return true;
   }
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -146,6 +147,17 @@ class ManagedObject {
   // Attributes by index (EntityDescription::attributeIndex).
   Value valueAt(std::size_t attributeIndex) const;
   void setValueAt(std::size_t attributeIndex, Value value);
+  // Calls `read` once with every attribute value, by index, read in place
+  // under one hold of the context's lock (a fault is filled first). For
+  // walks that read every value of many objects, such as an export: no
+  // copies, one lock. The span is valid only during the call; `read` may
+  // read this and other objects of the same context, but must not change
+  // them or wait on another thread that does.
+  template <typename Read>
+  void readValues(Read&& read) const {
+    readValuesWith([](void* f, std::span<const Value> values) { (*static_cast<Read*>(f))(values); },
+                   const_cast<void*>(static_cast<const void*>(&read)));
+  }
 
   // To-one relationships by name or index. Setting keeps the inverse in step.
   ManagedObject* object(std::string_view key) const;
@@ -165,6 +177,8 @@ class ManagedObject {
   friend class ManagedObjectContext;
   friend class RelationshipSet;
   friend struct detail::ObjectAccess;
+
+  void readValuesWith(void (*read)(void*, std::span<const Value>), void* f) const;
 
   const EntityDescription* entity_ = nullptr;
   // Atomic: read without the lock to find the lock; written under it.
