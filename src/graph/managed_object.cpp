@@ -113,6 +113,13 @@ void ManagedObject::readValuesWith(void (*read)(void*, std::span<const Value>), 
   });
 }
 
+void ManagedObject::writeValuesWith(void (*write)(void*, std::span<Value>), void* f) {
+  locked(*this, [&](ManagedObjectContext::Impl* impl) {
+    if (impl) impl->markChanged(this);  // fills a fault first
+    write(f, std::span<Value>(values_));
+  });
+}
+
 void ManagedObject::setValueAt(std::size_t attributeIndex, Value value) {
   locked(*this, [&](ManagedObjectContext::Impl* impl) {
     if (impl) impl->fire(this);

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -89,6 +90,25 @@ inline Date movedOntoToday(Date sent) {
   return DateUtils::createSimulatedDateFrom421(sent).value_or(sent);
 }
 
+// The value of a table row read from its member: plainly, or a date moved
+// onto today; none for a row of another kind (lists are read by hand).
+inline std::optional<graph::Value> readAttribute(const FirstGenerationRecord::Property& property,
+                                                 const Members& members, std::size_t row) {
+  using R = FirstGenerationRecord;
+  switch (property.kind) {
+    case R::kText:
+      return members.stringValue(row);
+    case R::kInteger:
+      return members.intValue(row);
+    case R::kDate: {
+      Date sent = members.dateValue(row);
+      return property.read == R::kMovedOntoToday ? movedOntoToday(sent) : sent;
+    }
+    default:
+      return std::nullopt;
+  }
+}
+
 // One record per element of a JSON array, made by `make`; nulls dropped.
 template <typename T, typename Make>
 std::vector<T*> importEach(const TamberNetworking::JSON& array, Make make) {
@@ -120,32 +140,20 @@ consteval std::size_t rowOf(std::string_view key) {
 }
 
 // Sets every attribute that the record's table reads plainly or moved onto
-// today from its member.
+// today from its member, in place: one hold of the context's lock per record.
 template <typename Record>
 void fillAttributes(Record& record, const Members& members) {
   using R = FirstGenerationRecord;
-  std::size_t attribute = 0;
-  for (std::size_t row = 0; row < std::size(Record::kProperties); ++row) {
-    const R::Property& property = Record::kProperties[row];
-    if (R::isRelationship(property.kind)) continue;
-    std::size_t index = attribute++;
-    if (property.key.empty() || property.read == R::kByHand) continue;
-    switch (property.kind) {
-      case R::kText:
-        record.setValueAt(index, members.stringValue(row));
-        break;
-      case R::kInteger:
-        record.setValueAt(index, members.intValue(row));
-        break;
-      case R::kDate: {
-        Date sent = members.dateValue(row);
-        record.setValueAt(index, property.read == R::kMovedOntoToday ? movedOntoToday(sent) : sent);
-        break;
-      }
-      default:
-        break;
+  record.writeValues([&](std::span<graph::Value> values) {
+    std::size_t attribute = 0;
+    for (std::size_t row = 0; row < std::size(Record::kProperties); ++row) {
+      const R::Property& property = Record::kProperties[row];
+      if (R::isRelationship(property.kind)) continue;
+      std::size_t index = attribute++;
+      if (property.key.empty() || property.read == R::kByHand || index >= values.size()) continue;
+      if (auto value = readAttribute(property, members, row)) values[index] = std::move(*value);
     }
-  }
+  });
 }
 
 // A new Record in the shared context, filled from `json`: the attributes its

@@ -33,6 +33,16 @@ ManagedObject* sameRow(Stack& stack, const ManagedObject* object) {
   return stack.context.objectWithID({entity, object->objectID().primaryKey});
 }
 
+// What a fresh stack on the file reads for the patient's age and first name.
+void expectStoredPatient(const fs::path& file, const ManagedObject* patient, std::int64_t age,
+                         const char* firstName) {
+  Stack reader(file);
+  ManagedObject* read = sameRow(reader, patient);
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(read->value("age").integer(), age);
+  EXPECT_EQ(read->value("firstName"), Value(firstName));
+}
+
 ManagedObject* storedPatient(ManagedObjectContext& context) {
   ManagedObject* patient = context.insertNewObject("Patient");
   patient->setValue("firstName", "Eleanor");
@@ -151,6 +161,19 @@ TEST_F(FaultTest, ChangesToAFaultSaveOnlyWhatChangedAndRollBackToTheFile) {
   EXPECT_EQ(patient->value("firstName"), Value("Ellie"));
   EXPECT_EQ(patient->value("age").integer(), 71);
   EXPECT_EQ(patient->value("photo"), Value(Bytes{0, 1, 255}));
+
+  // Writing values in place is a change like any other: the fault is filled
+  // first, the object counts as updated, and a save writes it.
+  stack.context.refreshObject(patient);
+  ASSERT_TRUE(patient->isFault());
+  const std::size_t age = patient->entity().attributeIndex("age");
+  patient->writeValues([&](std::span<Value> values) {
+    EXPECT_EQ(values[age].integer(), 71);
+    values[age] = 81;
+  });
+  EXPECT_TRUE(patient->isUpdated());
+  ASSERT_TRUE(stack.context.save().ok());
+  expectStoredPatient(file, patient, 81, "Ellie");
 }
 
 TEST_F(FaultTest, AFaultStillRefusesAChangeToWhatAnotherStoreChangedSinceItWasRead) {
@@ -175,11 +198,7 @@ TEST_F(FaultTest, AFaultStillRefusesAChangeToWhatAnotherStoreChangedSinceItWasRe
   patient->setValue("age", 76);
   ASSERT_TRUE(here.context.save().ok());
 
-  Stack reader(file);
-  ManagedObject* read = sameRow(reader, patient);
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(read->value("age").integer(), 76);
-  EXPECT_EQ(read->value("firstName"), Value("Ellie"));
+  expectStoredPatient(file, patient, 76, "Ellie");
 }
 
 TEST_F(FaultTest, FetchesFillFaultsAndAFaultWhoseRowIsGoneReadsNil) {

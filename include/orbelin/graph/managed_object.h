@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_set>
 #include <vector>
 
@@ -155,8 +156,19 @@ class ManagedObject {
   // them or wait on another thread that does.
   template <typename Read>
   void readValues(Read&& read) const {
-    readValuesWith([](void* f, std::span<const Value> values) { (*static_cast<Read*>(f))(values); },
+    using F = std::remove_reference_t<Read>;
+    readValuesWith([](void* f, std::span<const Value> values) { (*static_cast<F*>(f))(values); },
                    const_cast<void*>(static_cast<const void*>(&read)));
+  }
+  // The writing twin of readValues, for imports that set many values of one
+  // object: `write` gets every attribute value, by index, to assign in
+  // place, and the object counts as changed, as after setValueAt. The same
+  // rules hold for `write` as for `read`.
+  template <typename Write>
+  void writeValues(Write&& write) {
+    using F = std::remove_reference_t<Write>;
+    writeValuesWith([](void* f, std::span<Value> values) { (*static_cast<F*>(f))(values); },
+                    const_cast<void*>(static_cast<const void*>(&write)));
   }
 
   // To-one relationships by name or index. Setting keeps the inverse in step.
@@ -179,6 +191,7 @@ class ManagedObject {
   friend struct detail::ObjectAccess;
 
   void readValuesWith(void (*read)(void*, std::span<const Value>), void* f) const;
+  void writeValuesWith(void (*write)(void*, std::span<Value>), void* f);
 
   const EntityDescription* entity_ = nullptr;
   // Atomic: read without the lock to find the lock; written under it.
