@@ -8,6 +8,15 @@
 
 namespace orbelin::graph {
 
+Value::Value(boost::json::value json) {
+  const boost::json::storage_ptr heap;
+  if (json.storage().get() == heap.get()) {
+    v_ = std::move(json);
+  } else {
+    v_ = boost::json::value(json, heap);
+  }
+}
+
 std::optional<std::int64_t> Value::integer() const {
   if (auto* i = std::get_if<std::int64_t>(&v_)) return *i;
   return std::nullopt;

@@ -123,7 +123,7 @@ std::optional<graph::Value> attributeValue(const graph::AttributeDescription& at
     case AttributeType::Binary:
       return bytesFrom(value);
     case AttributeType::Transformable:
-      return graph::Value(json::value(value));
+      return graph::Value(json::value(value, json::storage_ptr()));  // out of the reply's arena
   }
   return std::nullopt;
 }

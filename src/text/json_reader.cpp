@@ -105,12 +105,13 @@ void describe(std::string* problem, std::string text) {
 }  // namespace
 
 std::optional<boost::json::value> readJsonValue(std::string_view text, std::size_t maxDepth,
-                                                std::string* problem) {
+                                                std::string* problem,
+                                                boost::json::storage_ptr storage) {
   try {
     boost::json::parse_options options;
     options.max_depth = maxDepth;
     boost::json::basic_parser<ExactNumberHandler> parser(options);
-    parser.handler().stack.reset();
+    parser.handler().stack.reset(std::move(storage));
     error_code ec;
     std::size_t used = parser.write_some(false, text.data(), text.size(), ec);
     if (!ec && used < text.size()) ec = boost::json::error::extra_data;

@@ -320,9 +320,9 @@ std::optional<std::string> prettyJsonString(const boost::json::value& value) {
   return writeText(value, true);
 }
 
-std::optional<boost::json::object> json(std::string_view text) {
+std::optional<boost::json::object> json(std::string_view text, boost::json::storage_ptr storage) {
   if (text.empty()) return std::nullopt;
-  auto value = readJsonValue(text, kMaxJsonDepth);
+  auto value = readJsonValue(text, kMaxJsonDepth, nullptr, std::move(storage));
   if (!value || !value->is_object()) return std::nullopt;
   return std::move(value->get_object());
 }

@@ -288,6 +288,13 @@ TEST_F(MappingTest, JsonTextInAndOut) {
   person->setPropertiesFromJSONString(R"({"name": "Zoë", "score": 0.1})");
   EXPECT_EQ(person->value("name"), graph::Value("Zoë"));
   EXPECT_EQ(person->value("score").number(), 0.1);
+  // The text is parsed into an arena dropped after the read: a dictionary
+  // kept as a value is copied out of it.
+  person->setPropertiesFromJSONString(R"({"extras": {"visits": [1, 2], "note": "kept"}})");
+  const graph::Value extras = person->value("extras");
+  ASSERT_NE(extras.transformable(), nullptr);
+  EXPECT_EQ(extras.transformable()->storage().get(), json::storage_ptr().get());
+  EXPECT_EQ(*extras.transformable(), json::parse(R"({"visits": [1, 2], "note": "kept"})"));
 
   // A value JSON cannot hold: no text, and both lines.
   person->setValue("score", std::numeric_limits<double>::infinity());

@@ -89,6 +89,18 @@ TEST_F(RecordsTest, PatientImportReadsEveryKey) {
   EXPECT_EQ(count("Room"), 1u);
 }
 
+TEST_F(RecordsTest, AValueMadeFromAReplyKeepsNothingOfIt) {
+  const TamberNetworking::JSON reply = json(kPatient);
+  const boost::json::value& ids = reply["staffIds"].raw();
+  const boost::json::storage_ptr heap;
+  ASSERT_NE(ids.storage().get(), heap.get()) << "a reply is parsed into an arena of its own";
+  // A plain copy shares the arena; a stored value must not keep it alive.
+  const graph::Value kept{boost::json::value(ids)};
+  ASSERT_NE(kept.transformable(), nullptr);
+  EXPECT_EQ(kept.transformable()->storage().get(), heap.get());
+  EXPECT_EQ(*kept.transformable(), ids);
+}
+
 TEST_F(RecordsTest, PatientFallbacksNeverFail) {
   for (const char* text : {"{}", "null", "[1,2]", "17", R"("text")",
                            R"({"patientId":"12","fName":5,"acuity":"3","birthdate":"not a date",

@@ -38,12 +38,14 @@ class Value {
   Value(const char* text) : v_(std::string(text)) {}       // NOLINT
   template <std::integral I>
   requires(!std::same_as<I, bool>) Value(I number)
-      : v_(static_cast<std::int64_t>(number)) {}           // NOLINT
-  Value(double number) : v_(number) {}                     // NOLINT
-  Value(bool flag) : v_(flag) {}                           // NOLINT
-  Value(Date date) : v_(date) {}                           // NOLINT
-  Value(Bytes data) : v_(std::move(data)) {}               // NOLINT
-  Value(boost::json::value json) : v_(std::move(json)) {}  // NOLINT
+      : v_(static_cast<std::int64_t>(number)) {}  // NOLINT
+  Value(double number) : v_(number) {}            // NOLINT
+  Value(bool flag) : v_(flag) {}                  // NOLINT
+  Value(Date date) : v_(date) {}                  // NOLINT
+  Value(Bytes data) : v_(std::move(data)) {}      // NOLINT
+  // Held on the heap: a value that came from an arena (a parsed reply) is
+  // copied out of it, so a stored value never keeps a whole reply alive.
+  Value(boost::json::value json);  // NOLINT
   // An absent optional is nil.
   template <typename T>
   Value(const std::optional<T>& maybe) {  // NOLINT

@@ -83,7 +83,11 @@ class JSON {
   // Number of elements (array) or members (object); 0 otherwise.
   std::size_t size() const;
 
-  // The underlying value; a static null when this view is null.
+  // The underlying value; a static null when this view is null. A parsed
+  // document's values live in one arena that the document owns: a plain copy
+  // of a part of it shares (and keeps alive) the whole arena, so a part kept
+  // long after the reply should be copied to the heap:
+  // `boost::json::value(json.raw(), boost::json::storage_ptr())`.
   const boost::json::value& raw() const;
 
   // Iteration over the elements of an array value, in order; a value of any

@@ -22,8 +22,10 @@ namespace orbelin::text {
 //
 // Nesting deeper than `maxDepth` is refused. Absent for text that is not
 // exactly one JSON value (trailing text included); `problem`, when given,
-// receives a plain description. Never throws, never aborts; any thread.
+// receives a plain description. The document is made in `storage` (the
+// default: the heap). Never throws, never aborts; any thread.
 std::optional<boost::json::value> readJsonValue(std::string_view text, std::size_t maxDepth,
-                                                std::string* problem = nullptr);
+                                                std::string* problem = nullptr,
+                                                boost::json::storage_ptr storage = {});
 
 }  // namespace orbelin::text

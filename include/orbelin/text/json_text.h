@@ -51,8 +51,10 @@ std::optional<std::string> prettyJsonString(const boost::json::value& value);
 // Parses UTF-8 JSON text into a dictionary (a boost::json::object is mutable,
 // nested containers included). Absent for empty input, for text that is not
 // valid JSON, for a top-level value that is not an object, and for nesting
-// deeper than kMaxJsonDepth. Never aborts.
-std::optional<boost::json::object> json(std::string_view text);
+// deeper than kMaxJsonDepth. Never aborts. The dictionary is made in
+// `storage` (the default: the heap).
+std::optional<boost::json::object> json(std::string_view text,
+                                        boost::json::storage_ptr storage = {});
 std::optional<boost::json::object> json(std::span<const std::uint8_t> bytes);
 
 // The string's UTF-8 bytes; absent when the string is not valid UTF-8 (a C++
