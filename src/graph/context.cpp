@@ -560,6 +560,14 @@ void ManagedObjectContext::perform(std::function<void()> work) {
   }
 }
 
+ManagedObjectContext::Batch::Batch(ManagedObjectContext& context) : context_(context) {
+  context_.impl_->mutex.lock();
+}
+
+ManagedObjectContext::Batch::~Batch() {
+  context_.impl_->mutex.unlock();
+}
+
 void ManagedObjectContext::performAndWait(const std::function<void()>& work) {
   switch (type_) {
     case ConcurrencyType::PrivateQueue:

@@ -2,22 +2,57 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
 #include <string_view>
+#include <utility>
 
 #include "orbelin/stack/core_data_stack.h"
 
 namespace orbelin::records_detail {
 namespace {
+
+// What the outermost create of an import on this thread found, for the
+// creates nested in it: the context and its model, and the entities already
+// looked up (an import makes records of a few kinds many times over).
+struct Import {
+  graph::ManagedObjectContext* context = nullptr;
+  std::shared_ptr<const graph::ManagedObjectModel> model;
+  std::array<std::pair<std::string_view, const graph::EntityDescription*>, 16> entities{};
+  std::size_t entityCount = 0;
+
+  const graph::EntityDescription* entity(std::string_view name) {
+    for (std::size_t i = 0; i < entityCount; ++i) {
+      if (entities[i].first == name) return entities[i].second;
+    }
+    const graph::EntityDescription* found = model ? model->entity(name) : nullptr;
+    if (entityCount < entities.size()) entities[entityCount++] = {name, found};
+    return found;
+  }
+};
+
 thread_local int importDepth = 0;
+thread_local Import current;
+
 }  // namespace
 
 ImportScope::ImportScope() {
+  if (importDepth++ > 0) return;
   context_ = CoreDataStack::sharedInstance().managedObjectContext();
-  ++importDepth;
+  if (!context_) return;
+  batch_.emplace(*context_);
+  current.context = context_.get();
+  if (auto coordinator = context_->persistentStoreCoordinator())
+    current.model = coordinator->managedObjectModel();
 }
 
 ImportScope::~ImportScope() {
-  --importDepth;
+  if (--importDepth == 0) current = Import();
+}
+
+graph::ManagedObject* ImportScope::insertObject(std::string_view entityName) {
+  if (!current.context) return nullptr;
+  const graph::EntityDescription* entity = current.entity(entityName);
+  return entity ? current.context->insertNewObject(*entity) : nullptr;
 }
 
 bool ImportScope::nestedAllowed() const {

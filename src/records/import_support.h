@@ -21,10 +21,12 @@
 // nesting guard, moved dates and enumeration reads.
 namespace orbelin::records_detail {
 
-// One create in progress on this thread. Holds the context for the duration
-// of the create and counts how deep the current import is nested, so that
-// hostile nesting stops at kMaxNestedImportDepth instead of at the end of
-// the stack.
+// One create in progress on this thread. The outermost create of an import
+// takes the shared stack's context and holds its lock until it ends (nested
+// creates use the same context), so thousands of records are made and
+// filled without taking the lock once per value. Counts how deep the
+// current import is nested, so that hostile nesting stops at
+// kMaxNestedImportDepth instead of at the end of the stack.
 class ImportScope {
  public:
   ImportScope();
@@ -32,18 +34,22 @@ class ImportScope {
   ImportScope(const ImportScope&) = delete;
   ImportScope& operator=(const ImportScope&) = delete;
 
-  // A new object of the entity in the shared context, or null when the stack
-  // has no context (or the entity is not of class T).
+  // A new object of the entity in the import's context, or null when the
+  // stack has no context (or the entity is not of class T).
+  // REQUIRES: `entityName` outlives the import (a record's Static name).
   template <typename T>
   T* insert(std::string_view entityName) {
-    if (!context_) return nullptr;
-    return dynamic_cast<T*>(context_->insertNewObject(entityName));
+    return dynamic_cast<T*>(insertObject(entityName));
   }
   // False at the depth limit: the record gets its own attributes only.
   bool nestedAllowed() const;
 
  private:
+  static graph::ManagedObject* insertObject(std::string_view entityName);
+
+  // Set in the outermost scope only.
   std::shared_ptr<graph::ManagedObjectContext> context_;
+  std::optional<graph::ManagedObjectContext::Batch> batch_;
 };
 
 // Which of an import's keys each position of the last object it read held,
@@ -90,22 +96,25 @@ inline Date movedOntoToday(Date sent) {
   return DateUtils::createSimulatedDateFrom421(sent).value_or(sent);
 }
 
-// The value of a table row read from its member: plainly, or a date moved
-// onto today; none for a row of another kind (lists are read by hand).
-inline std::optional<graph::Value> readAttribute(const FirstGenerationRecord::Property& property,
-                                                 const Members& members, std::size_t row) {
+// Sets `slot` to the value of a table row read from its member: plainly, or
+// a date moved onto today. Rows of other kinds (lists) are read by hand.
+inline void readAttribute(const FirstGenerationRecord::Property& property, const Members& members,
+                          std::size_t row, graph::Value& slot) {
   using R = FirstGenerationRecord;
   switch (property.kind) {
     case R::kText:
-      return members.stringValue(row);
+      slot = members.stringValue(row);
+      return;
     case R::kInteger:
-      return members.intValue(row);
+      slot = members.intValue(row);
+      return;
     case R::kDate: {
       Date sent = members.dateValue(row);
-      return property.read == R::kMovedOntoToday ? movedOntoToday(sent) : sent;
+      slot = property.read == R::kMovedOntoToday ? movedOntoToday(sent) : sent;
+      return;
     }
     default:
-      return std::nullopt;
+      return;
   }
 }
 
@@ -151,7 +160,7 @@ void fillAttributes(Record& record, const Members& members) {
       if (R::isRelationship(property.kind)) continue;
       std::size_t index = attribute++;
       if (property.key.empty() || property.read == R::kByHand || index >= values.size()) continue;
-      if (auto value = readAttribute(property, members, row)) values[index] = std::move(*value);
+      readAttribute(property, members, row, values[index]);
     }
   });
 }
