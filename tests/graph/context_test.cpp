@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <set>
 #include <thread>
 
@@ -339,6 +340,36 @@ TEST(ContextTest, ConcurrentInsertsAndSavesFromManyThreadsLoseNothing) {
   reader.setPersistentStoreCoordinator(coordinator);
   EXPECT_EQ(*reader.count(FetchRequest("Patient")),
             static_cast<std::size_t>(kThreads * kPerThread));
+}
+
+TEST(ContextTest, ABatchKeepsASaveFromAnotherThreadOutUntilItEnds) {
+  auto coordinator = memoryCoordinator();
+  ManagedObjectContext context;
+  context.setPersistentStoreCoordinator(coordinator);
+  std::atomic<bool> batchEnded{false};
+  std::atomic<bool> savedInsideTheBatch{false};
+  std::thread saver;
+  {
+    ManagedObjectContext::Batch batch(context);
+    ManagedObject* half = patient(context, "Half", 1);
+    saver = std::thread([&] {
+      ASSERT_TRUE(context.save().ok());
+      savedInsideTheBatch = !batchEnded.load();
+    });
+    // Time for the other thread to reach its save: it must wait, and then
+    // find the object whole. Calls inside the batch still work.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    half->setValue("age", 2);
+    EXPECT_EQ(half->value("age").integer(), 2);
+    batchEnded = true;
+  }
+  saver.join();
+  EXPECT_FALSE(savedInsideTheBatch);
+  ManagedObjectContext reader;
+  reader.setPersistentStoreCoordinator(coordinator);
+  FetchRequest request("Patient");
+  request.setPredicate(Predicate::equal("age", 2));
+  EXPECT_EQ(*reader.count(request), 1u);
 }
 
 }  // namespace
