@@ -85,7 +85,8 @@ class ManagedObjectContext {
   // objects): the run is not interleaved with a save, fetch or merge from
   // another thread, and each call inside it finds the lock already held.
   // REQUIRES: nothing inside the run waits for a queue or another thread
-  // that may need this context.
+  // that may need this context. A save inside the run posts its did-save
+  // notification with the lock still held, so its observers run under it.
   class Batch {
    public:
     explicit Batch(ManagedObjectContext& context);
