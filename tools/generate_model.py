@@ -379,7 +379,7 @@ def record_class(record):
             f"  static {name}* create({argument});\n}};\n")
 
 
-def records_header(header, records, all_records, source):
+def records_header(records, all_records, source):
     referenced = sorted({destination_of(p) for r in records
                          for p in r["properties"]} - {None} | {r["name"] for r in records})
     out = [BANNER.format(source=source), "#pragma once\n\n"]
@@ -404,7 +404,7 @@ def generate_records(model, source, out):
         headers.setdefault(record["header"], []).append(record)
     for header, records in headers.items():
         write_if_changed(out / f"include/orbelin/records/{header}_properties.h",
-                         records_header(header, records, names, source))
+                         records_header(records, names, source))
 
 
 def main(argv):

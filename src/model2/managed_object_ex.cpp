@@ -1,10 +1,10 @@
 #include "orbelin/model2/managed_object_ex.h"
 
-#include <boost/json/monotonic_resource.hpp>
 #include <boost/json/value.hpp>
 
 #include "model2/dictionary_mapping.h"
 #include "orbelin/platform/console.h"
+#include "orbelin/text/json_reader.h"
 #include "orbelin/text/json_text.h"
 
 namespace orbelin::model2 {
@@ -91,10 +91,7 @@ std::optional<std::string> NSManagedObjectEx::getAsJSONString() const {
 }
 
 void NSManagedObjectEx::setPropertiesFromJSONString(std::string_view text) {
-  // The dictionary is read once and dropped whole: its values are made in one
-  // arena instead of one heap block each (what is kept is copied out of it).
-  auto arena = boost::json::make_shared_resource<boost::json::monotonic_resource>(text.size());
-  auto dictionary = text::json(text, std::move(arena));
+  auto dictionary = text::json(text, text::documentArena(text));  // read once, then dropped
   if (!dictionary) {
     // Text that is not UTF-8 is dropped without a word, as the platform's
     // string-to-data conversion would (checked only on failure: the parser

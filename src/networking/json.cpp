@@ -5,8 +5,6 @@
 #include <cmath>
 #include <limits>
 
-#include <boost/json/monotonic_resource.hpp>
-
 #include "networking/json_access.h"
 #include "orbelin/text/json_reader.h"
 
@@ -111,12 +109,9 @@ JSON::JSON(boost::json::value document)
     : root_(std::make_shared<const boost::json::value>(std::move(document))), node_(root_.get()) {}
 
 orbelin::Result<JSON> JSON::parse(std::string_view text) {
-  // A reply is parsed once, read, and dropped whole: its values are made in
-  // one arena (a few large blocks, sized from the text) instead of one heap
-  // block each, and freeing the document frees the blocks, not each value.
-  auto arena = boost::json::make_shared_resource<boost::json::monotonic_resource>(text.size());
   std::string problem;
-  auto document = orbelin::text::readJsonValue(text, kMaxDepth, &problem, std::move(arena));
+  auto document =
+      orbelin::text::readJsonValue(text, kMaxDepth, &problem, orbelin::text::documentArena(text));
   if (!document) {
     return orbelin::Error(
         orbelin::error_domain::kNetworking, 3840,

@@ -6,6 +6,7 @@
 #include <string>
 
 #include <boost/json/basic_parser_impl.hpp>
+#include <boost/json/monotonic_resource.hpp>
 #include <boost/json/value_stack.hpp>
 
 namespace orbelin::text {
@@ -126,6 +127,10 @@ std::optional<boost::json::value> readJsonValue(std::string_view text, std::size
     describe(problem, failure.what());
     return std::nullopt;
   }
+}
+
+boost::json::storage_ptr documentArena(std::string_view text) {
+  return boost::json::make_shared_resource<boost::json::monotonic_resource>(text.size());
 }
 
 }  // namespace orbelin::text

@@ -28,4 +28,10 @@ std::optional<boost::json::value> readJsonValue(std::string_view text, std::size
                                                 std::string* problem = nullptr,
                                                 boost::json::storage_ptr storage = {});
 
+// A storage for a document parsed from `text` once, read, and dropped whole
+// (a reply): one arena of a few large blocks, sized from the text, instead of
+// one heap block per value; freeing the document frees the blocks. A value
+// kept longer should be copied out to the heap (graph::Value does).
+boost::json::storage_ptr documentArena(std::string_view text);
+
 }  // namespace orbelin::text
