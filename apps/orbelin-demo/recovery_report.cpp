@@ -16,7 +16,7 @@ using Objects = std::vector<ManagedObject*>;
 std::string textOf(const ManagedObject* object, const char* key) {
   if (object == nullptr) return "";
   graph::Value value = object->value(key);
-  if (const std::string* text = value.string()) return *text;
+  if (auto text = value.string()) return std::string(*text);
   if (auto number = value.number()) {
     std::string written = std::to_string(*number);
     written.erase(written.find_last_not_of('0') + 1);

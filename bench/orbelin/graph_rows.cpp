@@ -306,7 +306,7 @@ void fetchAll(const Options& options) {
       objects = fetched ? fetched->size() : 0;
       // Reading one attribute of each: what a fetch hands back is usable data.
       if (fetched)
-        for (auto* object : *fetched) named += object->valueAt(name).string() != nullptr;
+        for (auto* object : *fetched) named += object->valueAt(name).string().has_value();
     });
     if (objects != static_cast<std::size_t>(kStored) || named != objects)
       lost("fetched readings", named, kStored);

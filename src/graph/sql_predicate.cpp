@@ -21,7 +21,7 @@ bool exactNumber(const Value& value) {
 bool sameKind(AttributeType type, const Value& value) {
   switch (type) {
     case AttributeType::String:
-      return value.string() != nullptr;
+      return value.string().has_value();
     case AttributeType::Integer16:
     case AttributeType::Integer32:
     case AttributeType::Integer64:
@@ -53,7 +53,7 @@ const char* comparisonOperator(PredicateOp op) {
   }
 }
 
-bool hasWildcardClass(const std::string& pattern) {
+bool hasWildcardClass(std::string_view pattern) {
   return pattern.find('[') != std::string::npos;
 }
 

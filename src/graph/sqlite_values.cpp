@@ -48,7 +48,7 @@ void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
       sqlite3_bind_null(stmt, position);
       return;
     case Value::Kind::String: {
-      const std::string& s = *value.string();
+      const std::string_view s = *value.string();
       sqlite3_bind_text64(stmt, position, s.data(), s.size(), SQLITE_STATIC, SQLITE_UTF8);
       return;
     }
@@ -91,7 +91,7 @@ Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
   switch (type) {
     case AttributeType::String: {
       auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
-      return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
+      return std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
     }
     case AttributeType::Integer16:
     case AttributeType::Integer32:

@@ -6,7 +6,7 @@
 namespace orbelin::model2::detail {
 
 void decode(const graph::Value& value, std::optional<std::string>& out) {
-  if (const std::string* text = value.string()) out = *text;
+  if (auto text = value.string()) out = *text;
 }
 
 void decode(const graph::Value& value, std::optional<Date>& out) {

@@ -10,8 +10,7 @@ std::vector<std::string> memberIdentifiers(model2::Patient2* patient, const std:
   if (path == nullptr) return identifiers;
   for (graph::ManagedObject* member : path->objects(relation)) {
     graph::Value value = member->value(identifier);
-    if (const std::string* text = value.string(); text != nullptr && !text->empty())
-      identifiers.push_back(*text);
+    if (auto text = value.string(); text && !text->empty()) identifiers.emplace_back(*text);
   }
   return identifiers;
 }

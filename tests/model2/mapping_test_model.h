@@ -37,7 +37,7 @@ class Person : public MappedObject {
   Person() : MappedObject("Person", {"patients"}) {}
   std::optional<std::string> externalObjectId() const override {
     graph::Value id = value("personId");
-    return id.string() ? std::optional<std::string>(*id.string()) : std::nullopt;
+    return id.string() ? std::optional<std::string>(std::string(*id.string())) : std::nullopt;
   }
   std::optional<std::string> externalObjectIdName() const override { return "personId"; }
 };

@@ -446,9 +446,10 @@ int checkVocabulary(graph::ManagedObject* object, std::set<graph::ManagedObject*
   for (const auto& [key, check] : vocabularyChecks()) {
     if (key.first != entity) continue;
     const graph::Value stored = object->value(key.second);
-    const std::string* value = stored.string();
-    if (value == nullptr) continue;
-    EXPECT_TRUE(check(*value)) << entity << "." << key.second << " = \"" << *value << "\"";
+    const auto value = stored.string();
+    if (!value) continue;
+    EXPECT_TRUE(check(std::string(*value)))
+        << entity << "." << key.second << " = \"" << *value << "\"";
     ++checked;
   }
   for (const auto& relationship : object->entity().relationships()) {

@@ -2,10 +2,10 @@
 
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
 #include <boost/json/value.hpp>
@@ -29,20 +29,30 @@ using Bytes = std::vector<std::uint8_t>;
 // Thread safety: a plain value.
 class Value {
  public:
-  enum class Kind { Nil, String, Integer, Double, Boolean, Date, Binary, Transformable };
+  enum class Kind : std::uint8_t {
+    Nil,
+    String,
+    Integer,
+    Double,
+    Boolean,
+    Date,
+    Binary,
+    Transformable
+  };
 
   Value() = default;
   Value(std::nullopt_t) {}  // NOLINT: implicit so that `setValue(key, std::nullopt)` reads well
-  Value(std::string text) : v_(std::move(text)) {}         // NOLINT
-  Value(std::string_view text) : v_(std::string(text)) {}  // NOLINT
-  Value(const char* text) : v_(std::string(text)) {}       // NOLINT
+  Value(const std::string& text);                             // NOLINT
+  Value(std::string_view text);                               // NOLINT
+  Value(const char* text) : Value(std::string_view(text)) {}  // NOLINT
   template <std::integral I>
-  requires(!std::same_as<I, bool>) Value(I number)
-      : v_(static_cast<std::int64_t>(number)) {}  // NOLINT
-  Value(double number) : v_(number) {}            // NOLINT
-  Value(bool flag) : v_(flag) {}                  // NOLINT
-  Value(Date date) : v_(date) {}                  // NOLINT
-  Value(Bytes data) : v_(std::move(data)) {}      // NOLINT
+  requires(!std::same_as<I, bool>) Value(I number) {  // NOLINT
+    set(Kind::Integer, static_cast<std::int64_t>(number));
+  }
+  Value(double number) { set(Kind::Double, number); }                     // NOLINT
+  Value(bool flag) { set(Kind::Boolean, flag); }                          // NOLINT
+  Value(Date date) { set(Kind::Date, date.time_since_epoch().count()); }  // NOLINT
+  Value(Bytes data);                                                      // NOLINT
   // Held on the heap: a value that came from an arena (a parsed reply) is
   // copied out of it, so a stored value never keeps a whole reply alive.
   Value(boost::json::value json);  // NOLINT
@@ -52,17 +62,33 @@ class Value {
     if (maybe) *this = Value(*maybe);
   }
 
-  Kind kind() const { return static_cast<Kind>(v_.index()); }
-  bool isNil() const { return kind() == Kind::Nil; }
+  Value(const Value& other) { copyFrom(other); }
+  Value(Value&& other) noexcept { take(other); }
+  Value& operator=(const Value& other);
+  Value& operator=(Value&& other) noexcept {
+    if (this != &other) {
+      release();
+      take(other);
+    }
+    return *this;
+  }
+  ~Value() { release(); }
 
-  // Exact readers: null (or nullopt) when the value holds another kind.
-  const std::string* string() const { return std::get_if<std::string>(&v_); }
+  Kind kind() const { return kind_; }
+  bool isNil() const { return kind_ == Kind::Nil; }
+
+  // Exact readers: null (or nullopt) when the value holds another kind. The
+  // view, pointers and spans read the value in place: valid while it lives
+  // unchanged.
+  std::optional<std::string_view> string() const;
   std::optional<std::int64_t> integer() const;
   std::optional<double> number() const;  // integers and doubles
   std::optional<bool> boolean() const;
   std::optional<Date> date() const;
-  const Bytes* binary() const { return std::get_if<Bytes>(&v_); }
-  const boost::json::value* transformable() const { return std::get_if<boost::json::value>(&v_); }
+  const Bytes* binary() const { return kind_ == Kind::Binary ? load<Bytes*>() : nullptr; }
+  const boost::json::value* transformable() const {
+    return kind_ == Kind::Transformable ? load<boost::json::value*>() : nullptr;
+  }
 
   // Readers with fallbacks ("" / 0 / 0.0 / false) for typed record accessors.
   std::string stringValue() const;
@@ -78,9 +104,46 @@ class Value {
   std::string description() const;
 
  private:
-  std::variant<std::monostate, std::string, std::int64_t, double, bool, Date, Bytes,
-               boost::json::value>
-      v_;
+  // Sixteen bytes, as objects hold one per attribute: texts of up to 14
+  // bytes (most names, identifiers and codes) sit in place; longer texts
+  // (one block: size, then bytes), binary data and transformable values are
+  // owned on the heap through the pointer in the first eight bytes. Every
+  // other kind is its eight bytes.
+  static constexpr std::size_t kInlineText = 14;
+  static constexpr std::uint8_t kHeapText = 0xff;  // textSize_ of a text on the heap
+
+  template <typename T>
+  T load() const {
+    T out;
+    std::memcpy(&out, bytes_, sizeof out);
+    return out;
+  }
+  template <typename T>
+  void set(Kind kind, T payload) {
+    std::memcpy(bytes_, &payload, sizeof payload);
+    kind_ = kind;
+  }
+  bool ownsHeap() const {
+    return kind_ == Kind::Binary || kind_ == Kind::Transformable ||
+           (kind_ == Kind::String && textSize_ == kHeapText);
+  }
+  void take(Value& other) noexcept {
+    std::memcpy(static_cast<void*>(this), &other, sizeof(Value));
+    other.kind_ = Kind::Nil;
+    other.textSize_ = 0;
+  }
+  void copyFrom(const Value& other);
+  void release() noexcept {
+    if (ownsHeap()) releaseHeap();
+    kind_ = Kind::Nil;
+    textSize_ = 0;
+  }
+  void releaseHeap() noexcept;
+
+  alignas(8) unsigned char bytes_[kInlineText] = {};
+  std::uint8_t textSize_ = 0;
+  Kind kind_ = Kind::Nil;
 };
+static_assert(sizeof(Value) == 16);
 
 }  // namespace orbelin::graph
