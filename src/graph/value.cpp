@@ -35,7 +35,7 @@ Value::Value(std::string_view text) {
     textSize_ = kHeapText;
     return;
   }
-  std::memcpy(bytes_, text.data(), text.size());
+  if (!text.empty()) std::memcpy(bytes_, text.data(), text.size());  // data() may be null
   textSize_ = static_cast<std::uint8_t>(text.size());
   kind_ = Kind::String;
 }

@@ -36,6 +36,7 @@ TEST(ValueTest, TextsOnBothSidesOfTheInlineLimitSurviveCopiesAndMoves) {
     EXPECT_EQ(moved.stringValue(), text);
   }
   EXPECT_NE(Value(std::string(15, 'y')), Value(std::string(14, 'y')));
+  EXPECT_EQ(Value(std::string_view()), Value(""));
 }
 
 TEST(ValueTest, EveryKindReadsBackAndComparesByContent) {
