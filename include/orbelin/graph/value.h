@@ -78,7 +78,7 @@ class Value {
   bool isNil() const { return kind_ == Kind::Nil; }
 
   // Exact readers: null (or nullopt) when the value holds another kind. The
-  // view, pointers and spans read the value in place: valid while it lives
+  // view and the pointers read the value in place: valid while it lives
   // unchanged.
   std::optional<std::string_view> string() const;
   std::optional<std::int64_t> integer() const;
