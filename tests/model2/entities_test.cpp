@@ -8,7 +8,6 @@
 #include <concepts>
 #include <cstdint>
 #include <cstdlib>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -59,90 +58,6 @@ static_assert(BuildsWithRequiredOnly<Patient2::Properties>);
 static_assert(!BuildsWithoutPatientId<Patient2::Properties>);
 static_assert(!BuildsOutOfOrder<Patient2::Properties>);
 static_assert(!TakesTextForACase<Patient2::Properties>);
-
-// Each entity's property names in the order of setProperties' arguments
-// (which is also the dictionary form's order and the designators' order in
-// hosts' code), and the relationship shapes that the catalogue's inverse
-// columns imply: a renamed, dropped, moved or mis-shaped row in an entity's
-// table shows here, independently of that table.
-TEST(HospitalModel, EntitiesHaveTheirPropertiesInOrderAndTheirRelationshipShapes) {
-  auto model = buildHospitalModel();
-  ASSERT_NE(model, nullptr);
-  const std::map<std::string, std::string> expected{
-      {"Alert", "alertId shortDesc category severity created lastModified longDesc patient"},
-      {"Appoitment", "shortDesc dateTime recoveryPath status longDesc location withStaffMembers"},
-      {"Bed", "bedNumber room patient"},
-      {"BookletSection", "category title body informationBooklet multiMedias"},
-      {"DatedValue",
-       "date value patient_allergy patient_barrier patient_diagnosis patient_roundingNote "
-       "patient_symptom patient_immunization patient_diet"},
-      {"InformationBooklet",
-       "bookletId title shortDesc longDesc provider created lastModified recoveryPaths sections"},
-      {"Instruction",
-       "shortDesc status longDesc educationURL imageURL startDateTime frequency frequencyUnit "
-       "createdAt completedAt needsReminder actions issuedBy recoveryPath medication task"},
-      {"InstructionAction", "type timeStamp instruction comments"},
-      {"MedicalTest",
-       "testId shortDesc dateTime longDesc normalMax normalMin technicianId recoveryPath results"},
-      {"Medication", "name commonName drugIdentificationNumber dosage instruction recoveryPath"},
-      {"Message", "messageId from to body timeStamp category priority status thread patient task"},
-      {"MultiMedia", "mimeType binaryData thumbnailURL url bookletSection note testResult"},
-      {"Note", "created lastModified dictionary number text multiMedia vital"},
-      {"Patient",
-       "patientId firstName lastName gender birthDate acuity ambulatoryStatus physicianName status "
-       "alerts allergies barriers bed diagnoses diets immunizations pertainingMessages "
-       "pertainingTasks recoveryPath room roundedBy roundingNotes symptoms vitals"},
-      {"RecoveryPath",
-       "patient admissionDate dischargeDate dischargeDisposition dischargeApprovalState "
-       "appoitments careTeam informationBooklets instructions medicalTests medications"},
-      {"Room", "roomNumber floor unit beds patients"},
-      {"Shift", "title durationinHours startDateTime endDateTime staffMember"},
-      {"StaffMember",
-       "staffId firstName lastName role phoneNumber email faceTimeId profilePictureURL "
-       "analyzedResults appoitments issuedInstructions careMemberIn shifts tasks roundingPatients"},
-      {"Task", "type instruction owner group messages pertainingPatient"},
-      {"TestResult", "abnormal analysis timeStamp test analyzedBy imagery"},
-      {"Vital", "type measurement pateint comments"},
-  };
-  std::map<std::string, std::string> actual;
-  std::set<std::string> manyToMany, oneToOne, ordered;
-  for (const auto& entity : model->entities()) {
-    std::string& names = actual[entity->name()];
-    for (const graph::PropertyRef& property : entity->properties())
-      names += (names.empty() ? "" : " ") + (property.isAttribute
-                                                 ? entity->attributes()[property.index].name
-                                                 : entity->relationships()[property.index].name);
-    for (const auto& relationship : entity->relationships()) {
-      SCOPED_TRACE(entity->name() + "." + relationship.name);
-      // Each side names the other: an inverse that pointed elsewhere would
-      // leave one side stale whenever the other is set.
-      ASSERT_NE(relationship.inverse, nullptr);
-      ASSERT_NE(relationship.destination, nullptr);
-      EXPECT_EQ(relationship.destination->name(), relationship.destinationName);
-      EXPECT_EQ(relationship.inverse->inverse, &relationship);
-      EXPECT_EQ(relationship.inverse->destination, entity.get());
-      std::string name = entity->name() + "." + relationship.name;
-      if (relationship.ordered) ordered.insert(name);
-      if (relationship.toMany && relationship.inverse->toMany) manyToMany.insert(name);
-      if (!relationship.toMany && !relationship.inverse->toMany) oneToOne.insert(name);
-    }
-  }
-  EXPECT_EQ(actual.size(), expected.size());
-  for (const auto& [entity, names] : expected) EXPECT_EQ(actual[entity], names) << entity;
-  EXPECT_EQ(manyToMany, (std::set<std::string>{
-                            "RecoveryPath.careTeam", "StaffMember.careMemberIn",
-                            "RecoveryPath.informationBooklets", "InformationBooklet.recoveryPaths",
-                            "Appoitment.withStaffMembers", "StaffMember.appoitments"}));
-  EXPECT_EQ(oneToOne,
-            (std::set<std::string>{"Patient.recoveryPath", "RecoveryPath.patient", "Patient.bed",
-                                   "Bed.patient", "Task.instruction", "Instruction.task",
-                                   "Instruction.medication", "Medication.instruction",
-                                   "TestResult.imagery", "MultiMedia.testResult", "Note.vital",
-                                   "Vital.measurement", "Note.multiMedia", "MultiMedia.note"}));
-  EXPECT_EQ(ordered,
-            (std::set<std::string>{"RecoveryPath.appoitments", "InformationBooklet.sections",
-                                   "BookletSection.multiMedias"}));
-}
 
 // The typed reads go by index. A model that numbers an entity's properties
 // otherwise is refused once, when it is checked, rather than read wrongly.
@@ -236,34 +151,6 @@ TEST(HospitalModel, ClassesNameTheirEntityIdentifierAndIgnoredRelations) {
     EXPECT_EQ(ignored, expected);
     EXPECT_FALSE(object->ignoreRelation(""));
   }
-}
-
-std::vector<std::string> names(std::span<const std::string_view> list) {
-  return {list.begin(), list.end()};
-}
-
-TEST(HospitalModel, IgnoredRelationListsKeepTheirOrder) {
-  DatedValue2 datedValue;
-  EXPECT_EQ(names(datedValue.ignoreRelations()),
-            (std::vector<std::string>{"patient_allergy", "patient_barrier", "patient_diagnosis",
-                                      "patient_roundingNote", "patient_symptom",
-                                      "patient_immunization", "patient_diet"}));
-  StaffMember2 staff;
-  EXPECT_EQ(names(staff.ignoreRelations()),
-            (std::vector<std::string>{"analyzedResults", "appoitments", "issuedInstructions",
-                                      "careMemberIn"}));
-  Instruction2 instruction;
-  EXPECT_EQ(names(instruction.ignoreRelations()),
-            (std::vector<std::string>{"recoveryPath", "medication", "task"}));
-  Vital2 vital;
-  EXPECT_TRUE(vital.ignoreRelation("pateint"));
-  EXPECT_FALSE(vital.ignoreRelation("patient"));
-  Bed2 bed;
-  EXPECT_FALSE(bed.ignoreRelation("patient"));
-  Message2 message;
-  EXPECT_TRUE(message.ignoreRelation("task"));
-  Alert2 alert;
-  EXPECT_TRUE(alert.ignoreRelation("patient"));
 }
 
 Date at(double secondsSince1970) {
