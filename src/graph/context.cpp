@@ -71,7 +71,8 @@ void ManagedObjectContext::Impl::markChanged(ManagedObject* object) {
   if (flags & (detail::kInserted | detail::kUpdated | detail::kDeleted)) return;
   if (!attached(object, owner)) return;
   Snapshot snapshot;
-  snapshot.values = ObjectAccess::values(*object);
+  const auto values = ObjectAccess::values(*object);
+  snapshot.values.assign(values.begin(), values.end());
   snapshot.flags = flags & detail::kRelationsLoaded;
   snapshot.relations.resize(object->entity().relationships().size());
   auto made = ObjectAccess::madeRelations(*object);
@@ -122,7 +123,7 @@ void ManagedObjectContext::Impl::turnIntoFault(ManagedObject* object, Fault kind
   auto& digests = ObjectAccess::digests(*object);
   if (kind == Fault::Fresh) digests.reset();
   if (ObjectAccess::has(*object, detail::kFault)) return;
-  auto& values = ObjectAccess::values(*object);
+  const auto values = ObjectAccess::values(*object);
   if (kind == Fault::Remembering && !digests) {
     // An object that has digests already holds values newer than its
     // version: its digests stay those of the version, or a save would miss
@@ -132,7 +133,7 @@ void ManagedObjectContext::Impl::turnIntoFault(ManagedObject* object, Fault kind
     for (std::size_t i = 0; i < values.size(); ++i)
       digests[i] = detail::storedDigest(values[i], attributes[i].type);
   }
-  std::vector<Value>().swap(values);  // returns the memory
+  for (Value& value : values) value = Value();  // frees texts and data
   ObjectAccess::flags(*object) |= detail::kFault;
 }
 
@@ -140,7 +141,8 @@ void ManagedObjectContext::Impl::fill(ManagedObject* object) {
   ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kFault);
   // The row went with a deletion not merged here yet: nil values, as the
   // object will read once the deletion arrives.
-  if (!readRow(object)) ObjectAccess::values(*object).resize(object->entity().attributes().size());
+  if (!readRow(object))
+    for (Value& value : ObjectAccess::values(*object)) value = Value();
 }
 
 bool ManagedObjectContext::Impl::readRow(ManagedObject* object) {
@@ -162,11 +164,8 @@ void ManagedObjectContext::Impl::unloadRelations(ManagedObject* object) {
 }
 
 void ManagedObjectContext::Impl::fillFromRow(ManagedObject* object, const detail::RowReader& row) {
-  auto& values = ObjectAccess::values(*object);
-  const std::size_t count = object->entity().attributes().size();
-  values.clear();
-  values.reserve(count);
-  for (std::size_t i = 0; i < count; ++i) values.push_back(row.value(i));
+  const auto values = ObjectAccess::values(*object);
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] = row.value(i);
   ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kFault);
   // A remembering fault whose row moved on keeps its version and digests:
   // the values in hand are newer than what was last read here.
@@ -193,7 +192,7 @@ ManagedObject* ManagedObjectContext::Impl::registerRow(const EntityDescription& 
                                                        std::int64_t primaryKey,
                                                        const detail::RowReader& row) {
   std::unique_ptr<ManagedObject> object = entity.makeObject();
-  ObjectAccess::attach(*object, entity, owner, primaryKey, false);
+  ObjectAccess::attach(*object, entity, owner, primaryKey);
   fillFromRow(object.get(), row);
   ManagedObject* raw = object.get();
   registered.add(std::move(object));
@@ -319,7 +318,9 @@ void ManagedObjectContext::Impl::detach(ManagedObject* object) {
 }
 
 void ManagedObjectContext::Impl::restore(ManagedObject* object, const Snapshot& snapshot) {
-  ObjectAccess::values(*object) = snapshot.values;
+  const auto values = ObjectAccess::values(*object);
+  for (std::size_t i = 0; i < values.size() && i < snapshot.values.size(); ++i)
+    values[i] = snapshot.values[i];
   auto slots = ObjectAccess::relations(*object);
   for (std::size_t i = 0; i < slots.size() && i < snapshot.relations.size(); ++i) {
     detail::slotClear(slots[i]);
@@ -355,7 +356,7 @@ detail::ObjectUpdate ManagedObjectContext::Impl::changesOf(ManagedObject* object
   const Snapshot& snapshot = it->second;
   update.originals = &snapshot.values;
   update.digests = ObjectAccess::digests(*object).get();
-  const auto& values = ObjectAccess::values(*object);
+  const auto values = ObjectAccess::values(*object);
   for (std::size_t i = 0; i < values.size(); ++i)
     if (!(values[i] == snapshot.values[i])) update.attributes.push_back(i);
   if (!ObjectAccess::has(*object, detail::kRelationsLoaded) ||
@@ -412,7 +413,7 @@ void ManagedObjectContext::Impl::mergeKeepingChanges(ManagedObject* object) {
     forget(object);  // deleted there: the deletion wins, as for unchanged objects
     return;
   }
-  auto& values = ObjectAccess::values(*object);
+  const auto values = ObjectAccess::values(*object);
   for (std::size_t i = 0; i < values.size(); ++i) {
     bool changedHere =
         std::find(local.attributes.begin(), local.attributes.end(), i) != local.attributes.end();
@@ -511,7 +512,7 @@ void ManagedObjectContext::Impl::forgetAll(const std::vector<ManagedObject*>& ob
 
 Status ManagedObjectContext::Impl::validate(ManagedObject* object) const {
   const auto& attributes = object->entity().attributes();
-  const auto& values = ObjectAccess::values(*object);
+  const auto values = ObjectAccess::values(*object);
   for (const auto& attribute : attributes) {
     const Value& value = values[attribute.index];
     if (value.isNil() ? attribute.optional : fits(attribute, value)) continue;

@@ -1,6 +1,7 @@
 #include "orbelin/graph/managed_object.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "graph/context_impl.h"
 
@@ -63,7 +64,9 @@ const RelationshipDescription* relationshipAt(const ManagedObject& object, std::
 }  // namespace
 
 ManagedObject::ManagedObject() = default;
-ManagedObject::~ManagedObject() = default;
+ManagedObject::~ManagedObject() {
+  std::destroy(values().begin(), values().end());
+}
 
 ManagedObjectContext* ManagedObject::context() const {
   return locked(*this, [this](auto*) { return context_.load(std::memory_order_acquire); });
@@ -102,30 +105,30 @@ bool ManagedObject::setValue(std::string_view key, Value value) {
 Value ManagedObject::valueAt(std::size_t attributeIndex) const {
   return locked(*this, [&](ManagedObjectContext::Impl* impl) {
     if (impl) impl->fire(const_cast<ManagedObject*>(this));
-    return attributeIndex < values_.size() ? values_[attributeIndex] : Value();
+    return attributeIndex < valueCount_ ? values()[attributeIndex] : Value();
   });
 }
 
 void ManagedObject::readValuesWith(void (*read)(void*, std::span<const Value>), void* f) const {
   locked(*this, [&](ManagedObjectContext::Impl* impl) {
     if (impl) impl->fire(const_cast<ManagedObject*>(this));
-    read(f, std::span<const Value>(values_));
+    read(f, values());
   });
 }
 
 void ManagedObject::writeValuesWith(void (*write)(void*, std::span<Value>), void* f) {
   locked(*this, [&](ManagedObjectContext::Impl* impl) {
     if (impl) impl->markChanged(this);  // fills a fault first
-    write(f, std::span<Value>(values_));
+    write(f, values());
   });
 }
 
 void ManagedObject::setValueAt(std::size_t attributeIndex, Value value) {
   locked(*this, [&](ManagedObjectContext::Impl* impl) {
     if (impl) impl->fire(this);
-    if (attributeIndex >= values_.size()) return;
+    if (attributeIndex >= valueCount_) return;
     if (impl) impl->markChanged(this);
-    values_[attributeIndex] = std::move(value);
+    values()[attributeIndex] = std::move(value);
   });
 }
 

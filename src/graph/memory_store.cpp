@@ -81,7 +81,8 @@ class MemoryStore : public Store {
     giveReservedKeys(changes);
     for (ManagedObject* object : changes.inserted) {
       Row& row = tables_[object->entity().position()][ObjectAccess::primaryKey(*object)];
-      row.values = ObjectAccess::values(*object);
+      const auto values = ObjectAccess::values(*object);
+      row.values.assign(values.begin(), values.end());
       row.relations = relationKeys(*object);
       ObjectAccess::version(*object) = row.version;
     }
@@ -98,7 +99,7 @@ class MemoryStore : public Store {
     auto it = table.find(ObjectAccess::primaryKey(object));
     if (it == table.end()) return;  // deleted by a sibling context meanwhile
     Row& row = it->second;
-    const auto& values = ObjectAccess::values(object);
+    const auto values = ObjectAccess::values(object);
     for (std::size_t i : update.attributes) row.values[i] = values[i];
     const auto slots = ObjectAccess::relations(object);
     row.relations.resize(slots.size());

@@ -1,8 +1,11 @@
 #include "orbelin/graph/model.h"
 
 #include <cstdio>
+#include <memory>
+#include <new>
 #include <set>
 
+#include "graph/object_access.h"
 #include "orbelin/graph/managed_object.h"
 #include "orbelin/platform/error.h"
 
@@ -51,10 +54,25 @@ const RelationshipDescription* EntityDescription::relationship(std::string_view 
 }
 
 std::unique_ptr<ManagedObject> EntityDescription::makeObject() const {
-  if (factory_) {
-    if (auto object = factory_()) return object;
+  const bool ownClass = factory_.construct != nullptr;
+  const std::size_t size = ownClass ? factory_.size : sizeof(ManagedObject);
+  const std::size_t offset = (size + alignof(Value) - 1) / alignof(Value) * alignof(Value);
+  const std::size_t count = attributes_.size();
+  void* memory = ::operator new(offset + count * sizeof(Value));
+  ManagedObject* object = nullptr;
+  try {
+    object = ownClass ? factory_.construct(memory) : new (memory) ManagedObject();
+  } catch (...) {
+    ::operator delete(memory);
+    throw;
   }
-  return std::make_unique<ManagedObject>();
+  std::uninitialized_value_construct_n(
+      reinterpret_cast<Value*>(static_cast<char*>(memory) + offset), count);
+  // The offset is taken from the ManagedObject inside the record, which a
+  // record class need not start with.
+  const auto base = reinterpret_cast<char*>(object) - static_cast<char*>(memory);
+  detail::ObjectAccess::adoptValues(*object, offset - static_cast<std::size_t>(base), count);
+  return std::unique_ptr<ManagedObject>(object);
 }
 
 const EntityDescription* ManagedObjectModel::entity(std::string_view name) const {
@@ -180,7 +198,7 @@ ModelBuilder::ModelBuilder() : model_(std::make_unique<ManagedObjectModel>()) {}
 ModelBuilder::~ModelBuilder() = default;
 
 ModelBuilder::EntityBuilder ModelBuilder::entity(std::string name) {
-  return entityWithFactory(std::move(name), "ManagedObject", nullptr);
+  return entityWithFactory(std::move(name), "ManagedObject", {});
 }
 
 ModelBuilder::EntityBuilder ModelBuilder::entityWithFactory(std::string name, std::string className,

@@ -20,7 +20,12 @@ enum ObjectFlag : std::uint8_t {
 };
 
 struct ObjectAccess {
-  static std::vector<Value>& values(ManagedObject& o) { return o.values_; }
+  static std::span<Value> values(ManagedObject& o) { return o.values(); }
+  // Called once, by the entity that made the object with its values behind it.
+  static void adoptValues(ManagedObject& o, std::size_t offset, std::size_t count) {
+    o.valuesOffset_ = static_cast<std::uint16_t>(offset);
+    o.valueCount_ = static_cast<std::uint32_t>(count);
+  }
   // The relationship slots, made on first use: most fetched objects are
   // never asked for a relationship and never pay for them.
   static std::span<RelationSlot> relations(ManagedObject& o) {
@@ -46,12 +51,12 @@ struct ObjectAccess {
   static void setContext(ManagedObject& o, ManagedObjectContext* c) {
     o.context_.store(c, std::memory_order_release);
   }
+  // REQUIRES: `entity` made the object.
   static void attach(ManagedObject& o, const EntityDescription& entity, ManagedObjectContext* c,
-                     std::int64_t primaryKey, bool sizeValues = true) {
+                     std::int64_t primaryKey) {
     o.entity_ = &entity;
     o.context_.store(c, std::memory_order_release);
     o.primaryKey_ = primaryKey;
-    if (sizeValues) o.values_.resize(entity.attributes().size());
   }
   static ManagedObjectContext::Impl* impl(const ManagedObject& o) {
     ManagedObjectContext* c = o.context_.load(std::memory_order_acquire);

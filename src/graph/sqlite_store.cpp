@@ -390,7 +390,7 @@ class SQLiteStore : public Store {
     EntitySQL& e = sql(object.entity());
     sqlite3_stmt* stmt = e.insert.begin();
     sqlite3_bind_int64(stmt, 1, keyOf(&object));
-    const auto& values = ObjectAccess::values(object);
+    const auto values = ObjectAccess::values(object);
     for (std::size_t i = 0; i < values.size(); ++i)
       bindValue(stmt, static_cast<int>(i) + 2, values[i]);
     bindToOnes(stmt, static_cast<int>(values.size()) + 2, object, e);
@@ -431,7 +431,7 @@ class SQLiteStore : public Store {
     Statement* statement = updateStatement(entity, columns);
     if (!statement) return false;
     sqlite3_stmt* stmt = statement->begin();
-    const auto& values = ObjectAccess::values(object);
+    const auto values = ObjectAccess::values(object);
     const auto slots = ObjectAccess::relations(object);
     int position = 1;
     for (std::size_t column : columns) {
@@ -551,7 +551,7 @@ class SQLiteStore : public Store {
   std::string conflictingProperties(const ObjectUpdate& update, sqlite3_stmt* row) {
     ManagedObject& object = *update.object;
     const EntityDescription& entity = object.entity();
-    const auto& values = ObjectAccess::values(object);
+    const auto values = ObjectAccess::values(object);
     std::string names;
     auto add = [&](const std::string& name) { names += (names.empty() ? "" : ", ") + name; };
     for (std::size_t i : update.attributes) {

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+
 #include "graph/test_model.h"
 
 namespace orbelin::graph {
@@ -40,7 +43,7 @@ TEST(ModelTest, VersionIdentifierFollowsTheStoredShapeOnly) {
   EXPECT_EQ(a->versionIdentifier().size(), 16u);
 
   ModelBuilder renamedClass;
-  renamedClass.entityWithFactory("Ward", "Other", nullptr)
+  renamedClass.entityWithFactory("Ward", "Other", {})
       .attribute("name", AttributeType::String, false);
   ModelBuilder sameShape;
   sameShape.entity("Ward").attribute("name", AttributeType::String, false);
@@ -92,6 +95,48 @@ TEST(ModelTest, MergesModelsAndRefusesDuplicateEntities) {
 
   auto again = ManagedObjectModel::merged({*merged, hospitalModel(), *merged});
   EXPECT_FALSE(again.ok());
+}
+
+// A record class whose ManagedObject base is not its first, with members of
+// its own on both sides of it: the values an entity puts behind each object
+// must overlap neither.
+struct Leading {
+  std::uint64_t tag[3] = {0x1111, 0x2222, 0x3333};
+};
+class Tagged : public Leading, public ManagedObject {
+ public:
+  char trailing[40] = "left alone by the values";
+};
+
+TEST(ModelTest, ObjectsKeepTheirValuesBesideTheirClassesOwnMembers) {
+  ModelBuilder builder;
+  builder.entity<Tagged>("Tagged")
+      .attribute("name", AttributeType::String)
+      .attribute("count", AttributeType::Integer64)
+      .attribute("note", AttributeType::String);
+  auto model = *builder.build();
+  auto coordinator = std::make_shared<PersistentStoreCoordinator>(model);
+  ASSERT_TRUE(coordinator->addPersistentStore(StoreType::InMemory, {}).ok());
+  ManagedObjectContext context;
+  context.setPersistentStoreCoordinator(coordinator);
+
+  auto* object = dynamic_cast<Tagged*>(context.insertNewObject("Tagged"));
+  ASSERT_NE(object, nullptr);
+  const std::string longNote(200, 'n');
+  object->setValue("name", "short");
+  object->setValue("count", 7);
+  object->setValue("note", longNote);
+  EXPECT_EQ(object->value("name"), Value("short"));
+  EXPECT_EQ(object->value("count").integer(), 7);
+  EXPECT_EQ(object->value("note"), Value(longNote));
+  EXPECT_EQ(object->tag[0], 0x1111u);
+  EXPECT_EQ(object->tag[2], 0x3333u);
+  EXPECT_STREQ(object->trailing, "left alone by the values");
+
+  // An unattached instance has its values too, all nil; it frees them itself.
+  auto prototype = model->entity("Tagged")->makeObject();
+  EXPECT_TRUE(prototype->valueAt(2).isNil());
+  EXPECT_TRUE(prototype->valueAt(3).isNil());
 }
 
 TEST(ModelCatalogTest, LoadsNamedModelsOnceAndReportsMissingOnes) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -101,7 +102,7 @@ class RelationshipSet {
 //
 // Faults: a save turns the objects it wrote into faults, and a merge does
 // the same to the objects another context changed. A fault has dropped its
-// attribute values (their memory is returned) and reads them from the store
+// attribute values (the texts and data they held are freed) and reads them from the store
 // on first use, so it shows what the file holds then; its pointer, identity
 // and loaded relationships stay. Objects with unsaved changes are never
 // faults. A fault whose row is gone reads as nil.
@@ -123,6 +124,9 @@ class ManagedObject {
   virtual ~ManagedObject();
   ManagedObject(const ManagedObject&) = delete;
   ManagedObject& operator=(const ManagedObject&) = delete;
+  // Objects made by their entity are larger than their class: free them
+  // without a size.
+  static void operator delete(void* memory) { ::operator delete(memory); }
 
   // REQUIRES: the object was made by a context (always true for objects you
   // are handed).
@@ -192,6 +196,12 @@ class ManagedObject {
 
   void readValuesWith(void (*read)(void*, std::span<const Value>), void* f) const;
   void writeValuesWith(void (*write)(void*, std::span<Value>), void* f);
+  std::span<Value> values() {
+    if (valueCount_ == 0) return {};
+    auto* first = reinterpret_cast<Value*>(reinterpret_cast<char*>(this) + valuesOffset_);
+    return {std::launder(first), valueCount_};
+  }
+  std::span<const Value> values() const { return const_cast<ManagedObject*>(this)->values(); }
 
   const EntityDescription* entity_ = nullptr;
   // Atomic: read without the lock to find the lock; written under it.
@@ -199,7 +209,11 @@ class ManagedObject {
   std::int64_t primaryKey_ = 0;
   std::int64_t version_ = 0;  // of the stored row, as last read or written here
   std::uint8_t flags_ = 0;
-  std::vector<Value> values_;
+  // The attribute values live in the object's own allocation, right behind
+  // the record class (EntityDescription::makeObject puts them there): one
+  // allocation per object. An object made any other way has none.
+  std::uint16_t valuesOffset_ = 0;  // from this subobject
+  std::uint32_t valueCount_ = 0;
   std::unique_ptr<detail::RelationSlot[]> relations_;  // one per relationship, made on first use
   // Set while the values in hand may be newer than version_: a digest per
   // attribute of the values as they stood at version_.

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -73,8 +74,14 @@ struct PropertyRef {
   std::size_t index = 0;
 };
 
-// Makes a new, unattached instance of an entity's record class.
-using ObjectFactory = std::function<std::unique_ptr<ManagedObject>()>;
+// How to make an instance of an entity's record class: its size, and a
+// function that constructs one in memory of that size. An empty factory
+// makes plain ManagedObjects. The entity allocates each object with room for
+// its attribute values behind it, so an object is one allocation.
+struct ObjectFactory {
+  std::size_t size = 0;
+  ManagedObject* (*construct)(void* memory) = nullptr;
+};
 
 // An entity of a model: its name, its record class, its attributes and
 // relationships. Owned by its ManagedObjectModel and immutable once the model
@@ -198,8 +205,11 @@ class ModelBuilder {
   // managedObjectClassName() reports.
   template <typename T>
   EntityBuilder entity(std::string name, std::string className = {}) {
-    return entityWithFactory(std::move(name), className.empty() ? std::string() : className,
-                             [] { return std::unique_ptr<ManagedObject>(new T()); });
+    static_assert(alignof(T) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__, "over-aligned record class");
+    static_assert(sizeof(T) < 0xFFF0, "record class too large for its values' offset");
+    return entityWithFactory(
+        std::move(name), className.empty() ? std::string() : className,
+        {sizeof(T), [](void* memory) -> ManagedObject* { return new (memory) T(); }});
   }
   EntityBuilder entityWithFactory(std::string name, std::string className, ObjectFactory factory);
 
