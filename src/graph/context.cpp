@@ -789,13 +789,10 @@ Result<std::vector<ManagedObject*>> ManagedObjectContext::fetch(const FetchReque
 
   // Predicates run without the store lock: a user function may read relationships.
   const auto& predicate = request.predicate();
-  std::vector<ManagedObject*> result;
-  result.reserve(candidates.size());
-  for (ManagedObject* o : candidates) {
-    if (ObjectAccess::has(*o, detail::kDeleted)) continue;
-    if (predicate && !predicate->evaluate(*o)) continue;
-    result.push_back(o);
-  }
+  std::vector<ManagedObject*> result = std::move(candidates);
+  std::erase_if(result, [&](ManagedObject* o) {
+    return ObjectAccess::has(*o, detail::kDeleted) || (predicate && !predicate->evaluate(*o));
+  });
   if (!request.sortDescriptors().empty()) {
     std::vector<std::size_t> indices;
     for (const auto& d : request.sortDescriptors())

@@ -87,7 +87,8 @@ void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
 }
 
 Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
-  if (sqlite3_column_type(stmt, column) == SQLITE_NULL) return {};
+  const int storage = sqlite3_column_type(stmt, column);
+  if (storage == SQLITE_NULL) return {};
   switch (type) {
     case AttributeType::String: {
       auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
@@ -98,7 +99,7 @@ Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
     case AttributeType::Integer64:
       return static_cast<std::int64_t>(sqlite3_column_int64(stmt, column));
     case AttributeType::Double:
-      if (sqlite3_column_type(stmt, column) == SQLITE_BLOB &&
+      if (storage == SQLITE_BLOB &&
           sqlite3_column_bytes(stmt, column) == static_cast<int>(kNegativeZero.size()) &&
           std::equal(kNegativeZero.begin(), kNegativeZero.end(),
                      static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, column))))
