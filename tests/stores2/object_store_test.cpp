@@ -1,18 +1,14 @@
 #include "orbelin/stores2/object_store.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <ctime>
 #include <fstream>
 #include <map>
-#include <set>
 #include <sstream>
 #include <thread>
 
@@ -31,6 +27,15 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace orbelin::graph;
+using test::ChildProcess;
+using test::waitForFile;
+using Ids = std::vector<std::string>;
+using ::testing::ElementsAre;
+using ::testing::StartsWith;
+
+const char* kChildDocuments = "ORBELIN_CHILD_DOCUMENTS";
+const char* kChildTag = "ORBELIN_CHILD_TAG";
+const std::string kCoordinator = "ObjectStore.persistentStoreCoordinator: ";
 
 std::shared_ptr<const ManagedObjectModel> secondGenerationModel() {
   ModelBuilder builder;
@@ -52,6 +57,51 @@ std::string readFile(const fs::path& path) {
   std::stringstream s;
   s << in.rdbuf();
   return s.str();
+}
+
+std::vector<std::string> namesIn(const fs::path& directory) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(directory))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// The files of the directory other than the live store's, with their contents.
+std::map<std::string, std::string> filesBesideTheStore(const fs::path& directory) {
+  std::map<std::string, std::string> files;
+  for (const std::string& name : namesIn(directory))
+    if (name.rfind("MainStore.sqlite", 0) != 0) files[name] = readFile(directory / name);
+  return files;
+}
+
+// A patient with one note whose text is its id, made in `context`.
+void addPatientWithNote(ObjectStore& store, const std::string& id,
+                        const std::shared_ptr<ManagedObjectContext>& context) {
+  ManagedObject* patient = store.createObject("Patient", context);
+  ManagedObject* note = store.createObject("Note", context);
+  ASSERT_TRUE(patient && note);
+  patient->setValue("patientId", id);
+  note->setValue("text", id);
+  note->setObject("patient", patient);
+}
+
+// The ids of the stored patients as the main context sees them, sorted,
+// duplicates kept; with `withNotes`, each patient must have exactly one note
+// whose text is its id.
+Ids patientIds(ObjectStore& store, bool withNotes = false) {
+  auto patients = store.fetchObjectsWithName("Patient");
+  EXPECT_TRUE(patients.has_value());
+  Ids ids;
+  for (ManagedObject* patient : patients.value_or(std::vector<ManagedObject*>{})) {
+    ids.push_back(patient->value("patientId").stringValue());
+    if (!withNotes) continue;
+    auto notes = patient->objects("notes");
+    EXPECT_EQ(notes.size(), 1u) << ids.back();
+    EXPECT_EQ(notes.empty() ? "<none>" : notes[0]->value("text").stringValue(), ids.back());
+  }
+  std::sort(ids.begin(), ids.end());
+  return ids;
 }
 
 // Each test gets its own documents directory and the framework bundle model.
@@ -81,77 +131,82 @@ class ObjectStoreTest : public ::testing::Test {
     context.insertNewObject("Patient")->setValue("patientId", 1);
     ASSERT_TRUE(context.save().ok());
   }
+  // Names set aside carry the layer's local time, not the process's: a zone
+  // with a quarter-hour offset that no machine running this is likely to be
+  // in. 2016-03-01 14:05:09 UTC is 19:50:09 in Kathmandu.
+  void setClock(double secondsAfterFirst = 0) {
+    DateUtils::setTimeZone("Asia/Kathmandu");
+    platform::Clock::setNowForTesting(dateFromSeconds(1456841109.0 + secondsAfterFirst));
+  }
 
   test::TempDir documents;
 };
 
-std::string localStamp(std::time_t t) {
-  std::tm local{};
-  localtime_r(&t, &local);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%d-%H-%M-%S", &local);
-  return text;
-}
-
+// Starts in a documents directory that does not exist yet.
 TEST_F(ObjectStoreTest, FirstLaunchCreatesAnEmptyStoreAndSavesAreSeenByTheMainContext) {
-  platform::ConsoleCapture console;
-  ObjectStore store;
-  EXPECT_TRUE(console.lines().empty());
-  ASSERT_NE(store.backgroundQueueContext(), nullptr);
-  ASSERT_NE(store.mainQueueContext(), nullptr);
-  EXPECT_EQ(store.backgroundQueueContext()->concurrencyType(), ConcurrencyType::PrivateQueue);
-  EXPECT_EQ(store.mainQueueContext()->concurrencyType(), ConcurrencyType::MainQueue);
-  EXPECT_EQ(store.documentDirectory(), documents.path().string());
-  EXPECT_EQ(store.storeArchivePath(), storePath().string());
-  EXPECT_TRUE(fs::exists(storePath()));
-  EXPECT_TRUE(store.saveChanges());  // nothing to save
-
-  auto all = store.fetchObjectsWithName(rawValue(ObjectType::Patient));
-  ASSERT_TRUE(all.has_value());
-  EXPECT_TRUE(all->empty());
-
-  ManagedObject* patient = store.createObject(rawValue(ObjectType::Patient));
-  ASSERT_NE(patient, nullptr);
-  EXPECT_EQ(patient->context(), store.backgroundQueueContext().get());
-  patient->setValue("patientId", "p-1");
-  ASSERT_TRUE(store.saveChanges());
-
-  auto fetched = store.fetchObjectsWithName("Patient");
-  ASSERT_TRUE(fetched.has_value());
-  ASSERT_EQ(fetched->size(), 1u);
-  EXPECT_EQ((*fetched)[0]->context(), store.mainQueueContext().get());
-  EXPECT_EQ((*fetched)[0]->value("patientId").stringValue(), "p-1");
-  auto none = store.fetchObjectsWithName("Patient", Predicate::equal("patientId", "p-2"));
-  ASSERT_TRUE(none.has_value());
-  EXPECT_TRUE(none->empty());
-
-  // A change saved in the main context reaches an object the background holds.
-  (*fetched)[0]->setValue("name", "Jo");
-  ASSERT_TRUE(store.saveChanges(store.mainQueueContext()));
-  std::string backgroundName;
-  store.backgroundQueueContext()->performAndWait(
-      [&] { backgroundName = patient->value("name").stringValue(); });
-  EXPECT_EQ(backgroundName, "Jo");
-
-  // Unknown entities and failed saves: a line, an absent or false result.
-  EXPECT_FALSE(store.fetchObjectsWithName("Nope").has_value());
-  EXPECT_EQ(store.createObject("Nope"), nullptr);
-  store.createObject("Note");  // its text is required
-  EXPECT_FALSE(store.saveChanges());
-  EXPECT_FALSE(store.backgroundQueueContext()->hasChanges());  // rolled back
-  auto lines = console.lines();
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0].rfind("Error performing core data fetch: Error Domain=OrbelinPersistence", 0),
-            0u);
-  EXPECT_EQ(lines[1], "Error saving context");
-
-  // The store survives a restart.
+  const fs::path fresh = documents.path() / "home" / "new-user" / "Documents";
+  platform::HostEnvironment::setDocumentsDirectory(fresh);
   {
-    ObjectStore again;
-    auto reopened = again.fetchObjectsWithName("Patient");
-    ASSERT_TRUE(reopened.has_value());
-    EXPECT_EQ(reopened->size(), 1u);
+    platform::ConsoleCapture console;
+    ObjectStore store;
+    EXPECT_TRUE(console.lines().empty());
+    ASSERT_NE(store.backgroundQueueContext(), nullptr);
+    ASSERT_NE(store.mainQueueContext(), nullptr);
+    EXPECT_EQ(store.backgroundQueueContext()->concurrencyType(), ConcurrencyType::PrivateQueue);
+    EXPECT_EQ(store.mainQueueContext()->concurrencyType(), ConcurrencyType::MainQueue);
+    EXPECT_EQ(store.documentDirectory(), fresh.string());
+    EXPECT_EQ(store.storeArchivePath(), (fresh / "MainStore.sqlite").string());
+    EXPECT_TRUE(fs::exists(fresh / "MainStore.sqlite"));
+    EXPECT_TRUE(store.saveChanges());  // nothing to save
+    EXPECT_EQ(patientIds(store), Ids{});
+
+    // The object types name entities of the model, case-sensitively.
+    for (ObjectType type :
+         {ObjectType::Patient, ObjectType::InformationBooklet, ObjectType::StaffMember}) {
+      EXPECT_EQ(objectTypeFromRawValue(rawValue(type)), type);
+      EXPECT_NE(store.model()->entity(rawValue(type)), nullptr) << rawValue(type);
+    }
+    EXPECT_EQ(objectTypeFromRawValue("patient"), std::nullopt);
+    EXPECT_EQ(objectTypeFromRawValue(""), std::nullopt);
+
+    // Going to the background saves the background context; the main one sees it.
+    ManagedObject* patient = store.createObject(rawValue(ObjectType::Patient));
+    ASSERT_NE(patient, nullptr);
+    EXPECT_EQ(patient->context(), store.backgroundQueueContext().get());
+    patient->setValue("patientId", "p-1");
+    platform::Application::didEnterBackground();
+    EXPECT_THAT(console.lines(), ElementsAre("Saved all core data objects."));
+    console.clear();
+    auto fetched = store.fetchObjectsWithName("Patient");
+    ASSERT_TRUE(fetched.has_value());
+    ASSERT_EQ(fetched->size(), 1u);
+    EXPECT_EQ((*fetched)[0]->context(), store.mainQueueContext().get());
+    EXPECT_EQ((*fetched)[0]->value("patientId").stringValue(), "p-1");
+
+    // Unknown entities and failed saves, also on terminating: a line, an
+    // absent or false result, the changes rolled back.
+    EXPECT_FALSE(store.fetchObjectsWithName("Nope").has_value());
+    EXPECT_EQ(store.createObject("Nope"), nullptr);
+    store.createObject("Note");  // its text is required
+    EXPECT_FALSE(store.saveChanges());
+    EXPECT_FALSE(store.backgroundQueueContext()->hasChanges());
+    store.createObject("Note");
+    platform::Application::willTerminate();
+    EXPECT_FALSE(store.backgroundQueueContext()->hasChanges());
+    EXPECT_THAT(
+        console.lines(),
+        ElementsAre(StartsWith("Error performing core data fetch: Error Domain=OrbelinPersistence"),
+                    "Error saving context", "Error saving context",
+                    "Unable to save  core data objects!"));
   }
+  // The directories made are the owner's only; the store survives a restart.
+  for (fs::path p = fresh; p != documents.path(); p = p.parent_path()) {
+    struct stat info {};
+    ASSERT_EQ(::stat(p.c_str(), &info), 0) << p;
+    EXPECT_EQ(info.st_mode & 0777, 0700u) << p;
+  }
+  ObjectStore again;
+  EXPECT_EQ(patientIds(again), Ids{"p-1"});
 }
 
 TEST_F(ObjectStoreTest, IncompatibleStoreIsSetAsideWithTimestampsAndReplaced) {
@@ -159,61 +214,44 @@ TEST_F(ObjectStoreTest, IncompatibleStoreIsSetAsideWithTimestampsAndReplaced) {
   std::ofstream(documents.path() / "MainStore.sqlite-extra") << "companion";
   std::ofstream(documents.path() / "IncompatibleMainStore.sqlite2015-04-21-09-41-00") << "earlier";
   std::ofstream(documents.path() / "Other.sqlite") << "other";
-  // The names carry the layer's local time, not the process's: a zone with
-  // a quarter-hour offset that no machine running this is likely to be in.
-  DateUtils::setTimeZone("Asia/Kathmandu");
-  const std::time_t first = 1456841109;  // 2016-03-01 14:05:09 UTC, 19:50:09 in Kathmandu
-  platform::Clock::setNowForTesting(dateFromSeconds(static_cast<double>(first)));
-  std::string oldBytes = readFile(storePath());
+  setClock();
+  std::map<std::string, std::string> expected{
+      {"IncompatibleMainStore.sqlite2016-03-01-19-50-09", readFile(storePath())},
+      {"IncompatibleMainStore.sqlite-extra2016-03-01-19-50-09", "companion"},
+      {"IncompatibleMainStore.sqlite2015-04-21-09-41-00", "earlier"},
+      {"Other.sqlite", "other"}};
   {
     platform::ConsoleCapture console;
     ObjectStore store;
     EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
-    auto patients = store.fetchObjectsWithName("Patient");
-    ASSERT_TRUE(patients.has_value());
-    EXPECT_TRUE(patients->empty());
+    EXPECT_EQ(patientIds(store), Ids{});
     store.createObject("Patient");
     EXPECT_TRUE(store.saveChanges());
   }
-  const std::string stamp = "2016-03-01-19-50-09";
-  fs::path setAside = documents.path() / ("IncompatibleMainStore.sqlite" + stamp);
-  EXPECT_EQ(readFile(setAside), oldBytes);
-  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite-extra" + stamp)),
-            "companion");
-  EXPECT_EQ(readFile(documents.path() / "IncompatibleMainStore.sqlite2015-04-21-09-41-00"),
-            "earlier");
-  EXPECT_EQ(readFile(documents.path() / "Other.sqlite"), "other");
+  EXPECT_EQ(filesBesideTheStore(documents.path()), expected);
 
   // A second incompatible launch sets the new files aside, junk companions
   // included and unread; the first ones stay.
   std::ofstream(storePath(), std::ios::trunc) << std::string(4096, 'j');  // corrupt
   std::ofstream(storePath().string() + "-wal", std::ios::trunc) << "junk log";
   std::ofstream(storePath().string() + "-shm", std::ios::trunc) << "junk index";
-  const std::time_t second = first + 3600;
-  platform::Clock::setNowForTesting(dateFromSeconds(static_cast<double>(second)));
+  setClock(3600);
   {
     platform::ConsoleCapture console;
     ObjectStore store;
     EXPECT_TRUE(console.lines().empty());
-    EXPECT_TRUE(store.fetchObjectsWithName("Patient")->empty());
+    EXPECT_EQ(patientIds(store), Ids{});
   }
-  const std::string secondStamp = "2016-03-01-20-50-09";
-  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite" + secondStamp)),
-            std::string(4096, 'j'));
-  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite-wal" + secondStamp)),
-            "junk log");
-  EXPECT_EQ(readFile(documents.path() / ("IncompatibleMainStore.sqlite-shm" + secondStamp)),
-            "junk index");
-  EXPECT_EQ(readFile(setAside), oldBytes);
-  EXPECT_EQ(readFile(documents.path() / "IncompatibleMainStore.sqlite2015-04-21-09-41-00"),
-            "earlier");
+  expected["IncompatibleMainStore.sqlite2016-03-01-20-50-09"] = std::string(4096, 'j');
+  expected["IncompatibleMainStore.sqlite-wal2016-03-01-20-50-09"] = "junk log";
+  expected["IncompatibleMainStore.sqlite-shm2016-03-01-20-50-09"] = "junk index";
+  EXPECT_EQ(filesBesideTheStore(documents.path()), expected);
 
   // deleteStore removes the live files only.
   ObjectStore store;
   EXPECT_TRUE(store.deleteStore());
-  for (const auto& entry : fs::directory_iterator(documents.path()))
-    EXPECT_NE(entry.path().filename().string().rfind("MainStore.sqlite", 0), 0u);
-  EXPECT_TRUE(fs::exists(setAside));
+  EXPECT_EQ(namesIn(documents.path()).size(), expected.size());
+  EXPECT_EQ(filesBesideTheStore(documents.path()), expected);
   EXPECT_TRUE(store.deleteStore());  // nothing left: still true
   EXPECT_TRUE(store.renameIncompatibleStore());
 
@@ -223,56 +261,40 @@ TEST_F(ObjectStoreTest, IncompatibleStoreIsSetAsideWithTimestampsAndReplaced) {
   EXPECT_FALSE(store.deleteStore());
 }
 
-TEST_F(ObjectStoreTest, UnwritableDocumentsDirectoryGivesFalseResultsAndLines) {
-  // Below a regular file nothing can be created, even by root.
-  std::ofstream(documents.path() / "file") << "x";
-  platform::HostEnvironment::setDocumentsDirectory(documents.path() / "file" / "Documents");
-  platform::ConsoleCapture console;
-  ObjectStore store;
-  auto lines = console.lines();
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].rfind("ObjectStore.persistentStoreCoordinator: Unable to create persistent "
-                           "store. No previous store was detected.Error Domain=",
-                           0),
-            0u)
-      << lines[0];
-  console.clear();
-
-  ASSERT_NE(store.createObject("Patient"), nullptr);
-  EXPECT_FALSE(store.saveChanges());
-  EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
-  EXPECT_FALSE(store.renameIncompatibleStore());
-  EXPECT_FALSE(store.deleteStore());
-  lines = console.lines();
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0], "Error saving context");
-  EXPECT_EQ(lines[1].rfind("Error performing core data fetch: ", 0), 0u);
-}
-
-TEST_F(ObjectStoreTest, FilesThatCannotBeSetAsideAreReported) {
-  writeOldStore();
-  // The destination exists already (same second): the move refuses to replace it.
-  const std::time_t now = 1456841109;
-  platform::Clock::setNowForTesting(dateFromSeconds(static_cast<double>(now)));
-  fs::path blocked = documents.path() / ("IncompatibleMainStore.sqlite" + localStamp(now));
-  std::ofstream(blocked) << "keep me";
-  platform::ConsoleCapture console;
-  ObjectStore store;
-  auto lines = console.lines();
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0].rfind("ObjectStore.persistentStoreCoordinator: Unable to rename incompatible "
-                           "store file : " +
-                               storePath().string() + ". Error: Error Domain=",
-                           0),
-            0u)
-      << lines[0];
-  EXPECT_EQ(lines[1],
-            "ObjectStore.persistentStoreCoordinator: Unable to rename incompatible store.");
-  EXPECT_EQ(readFile(blocked), "keep me");
-  EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
-}
-
-TEST_F(ObjectStoreTest, MissingModelLeavesNoContexts) {
+// A store that cannot open says why once, then every call fails with a line.
+TEST_F(ObjectStoreTest, AStoreThatCannotOpenSaysWhyAndFailsEveryCall) {
+  {  // The file set aside would replace one set aside in the same second.
+    writeOldStore();
+    setClock();
+    fs::path blocked = documents.path() / "IncompatibleMainStore.sqlite2016-03-01-19-50-09";
+    std::ofstream(blocked) << "keep me";
+    platform::ConsoleCapture console;
+    ObjectStore store;
+    EXPECT_THAT(
+        console.lines(),
+        ElementsAre(StartsWith(kCoordinator + "Unable to rename incompatible store file : " +
+                               storePath().string() + ". Error: Error Domain="),
+                    kCoordinator + "Unable to rename incompatible store."));
+    EXPECT_EQ(readFile(blocked), "keep me");
+    EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
+  }
+  {  // Below a regular file nothing can be created, even by root.
+    std::ofstream(documents.path() / "file") << "x";
+    platform::HostEnvironment::setDocumentsDirectory(documents.path() / "file" / "Documents");
+    platform::ConsoleCapture console;
+    ObjectStore store;
+    EXPECT_THAT(console.lines(),
+                ElementsAre(StartsWith(kCoordinator +
+                                       "Unable to create persistent "
+                                       "store. No previous store was detected.Error Domain=")));
+    ASSERT_NE(store.createObject("Patient"), nullptr);
+    EXPECT_FALSE(store.saveChanges());
+    EXPECT_FALSE(store.renameIncompatibleStore());
+    EXPECT_FALSE(store.deleteStore());
+  }
+  // Without a model: no contexts, and no file.
+  const fs::path empty = documents.path() / "empty";
+  platform::HostEnvironment::setDocumentsDirectory(empty);
   ModelCatalog::removeBundle(kFrameworkBundleIdentifier);
   platform::ConsoleCapture console;
   ObjectStore store;
@@ -284,133 +306,14 @@ TEST_F(ObjectStoreTest, MissingModelLeavesNoContexts) {
   EXPECT_EQ(store.createObject("Patient"), nullptr);
   EXPECT_FALSE(store.saveChanges());
   EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
-  EXPECT_FALSE(fs::exists(storePath()));
+  EXPECT_FALSE(fs::exists(empty / "MainStore.sqlite"));
 }
 
-TEST_F(ObjectStoreTest, LifecycleNotificationsSaveTheBackgroundContext) {
-  ObjectStore store;
-  platform::ConsoleCapture console;
-  store.createObject("StaffMember")->setValue("staffId", "s-1");
-  platform::Application::didEnterBackground();
-  EXPECT_TRUE(console.contains("Saved all core data objects."));
-  EXPECT_EQ(store.fetchObjectsWithName("StaffMember")->size(), 1u);
-  console.clear();
-  store.createObject("Note");  // invalid: the save fails
-  platform::Application::willTerminate();
-  EXPECT_TRUE(console.contains("Error saving context"));
-  EXPECT_TRUE(console.contains("Unable to save  core data objects!"));
-}
-
-TEST_F(ObjectStoreTest, BothContextsSavingFromManyThreadsLoseNothingAndNeverDeadlock) {
-  ObjectStore store;
-  constexpr int kThreadsPerContext = 3;
-  std::atomic<int> saved{0};
-  std::atomic<int> running{0};
-  std::atomic<bool> failed{false};
-  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 2 * kThreadsPerContext; ++t) {
-    ++running;
-    threads.emplace_back([&, t] {
-      auto context = t % 2 ? store.mainQueueContext() : store.backgroundQueueContext();
-      for (int i = 0; std::chrono::steady_clock::now() < until; ++i) {
-        // Several threads share each context: an object is created and filled
-        // in one block on the context's queue, so no save sees it half made.
-        context->performAndWait([&] {
-          ManagedObject* patient = store.createObject("Patient", context);
-          ManagedObject* note = store.createObject("Note", context);
-          patient->setValue("patientId", std::to_string(t) + "-" + std::to_string(i));
-          note->setValue("text", "n");
-          note->setObject("patient", patient);
-        });
-        if (store.saveChanges(context))
-          saved += 1;
-        else
-          failed = true;
-        // Reads in both contexts while the others write.
-        if (i % 10 == 0 && !store.fetchObjects("Note", std::nullopt, context)) failed = true;
-      }
-      --running;
-      platform::MainQueue::async([] {});  // wakes the main thread to see it
-    });
-  }
-  // The main-queue context's work runs here, on the main thread.
-  EXPECT_TRUE(
-      test::runMainQueueUntil([&] { return running.load() == 0; }, std::chrono::seconds(60)));
-  for (auto& t : threads) t.join();
-  EXPECT_FALSE(failed.load());
-  ASSERT_GT(saved.load(), 0);
-  auto mainPatients = store.fetchObjectsWithName("Patient");
-  ASSERT_TRUE(mainPatients.has_value());
-  EXPECT_EQ(mainPatients->size(), static_cast<std::size_t>(saved.load()));
-  auto backgroundNotes = store.fetchObjects("Note", std::nullopt, store.backgroundQueueContext());
-  ASSERT_TRUE(backgroundNotes.has_value());
-  EXPECT_EQ(backgroundNotes->size(), static_cast<std::size_t>(saved.load()));
-  for (ManagedObject* patient : *mainPatients) EXPECT_EQ(patient->objects("notes").size(), 1u);
-  ObjectStore reopened;
-  EXPECT_EQ(reopened.fetchObjectsWithName("Note")->size(), static_cast<std::size_t>(saved.load()));
-}
-
-TEST_F(ObjectStoreTest, MissingDocumentsDirectoryIsCreatedOwnerOnlyOnFirstLaunch) {
-  const fs::path fresh = documents.path() / "home" / "new-user" / "Documents";
-  platform::HostEnvironment::setDocumentsDirectory(fresh);
-  {
-    platform::ConsoleCapture console;
-    ObjectStore store;
-    EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
-    store.createObject("Patient")->setValue("patientId", "p-1");
-    EXPECT_TRUE(store.saveChanges());
-  }
-  for (fs::path p = fresh; p != documents.path(); p = p.parent_path()) {
-    struct stat info {};
-    ASSERT_EQ(::stat(p.c_str(), &info), 0) << p;
-    EXPECT_EQ(info.st_mode & 0777, 0700u) << p;
-  }
-  ObjectStore relaunched;
-  auto patients = relaunched.fetchObjectsWithName("Patient");
-  ASSERT_TRUE(patients.has_value());
-  ASSERT_EQ(patients->size(), 1u);
-  EXPECT_EQ((*patients)[0]->value("patientId").stringValue(), "p-1");
-}
-
-TEST_F(ObjectStoreTest, TwoStoresInOneProcessShareTheFileWithoutKeyClashes) {
-  ObjectStore first, second;
-  platform::ConsoleCapture console;
-  for (int i = 0; i < 50; ++i) {
-    for (ObjectStore* store : {&first, &second}) {
-      std::string id = (store == &first ? "a-" : "b-") + std::to_string(i);
-      ManagedObject* patient = store->createObject("Patient");
-      patient->setValue("patientId", id);
-      ManagedObject* note = store->createObject("Note");
-      note->setValue("text", id);
-      note->setObject("patient", patient);
-    }
-    if (i % 10 == 9) {
-      EXPECT_TRUE(first.saveChanges());
-      EXPECT_TRUE(second.saveChanges());
-    }
-  }
-  EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
-  for (ObjectStore* store : {&first, &second}) {
-    auto patients = store->fetchObjectsWithName("Patient");
-    ASSERT_TRUE(patients.has_value());
-    EXPECT_EQ(patients->size(), 100u);
-    for (ManagedObject* patient : *patients) {
-      auto notes = patient->objects("notes");
-      ASSERT_EQ(notes.size(), 1u);
-      EXPECT_EQ(notes[0]->value("text").stringValue(), patient->value("patientId").stringValue());
-    }
-  }
-}
-
-using test::ChildProcess;
-using test::waitForFile;
-
-const char* kChildDocuments = "ORBELIN_CHILD_DOCUMENTS";
-const char* kChildTag = "ORBELIN_CHILD_TAG";
-
-TEST_F(ObjectStoreTest, TwoProcessesSavingIntoOneFileLoseNothing) {
-  const fs::path go = documents.path() / "go";
+// Everyone at once on one file: two other processes save for three seconds;
+// in this one, two stores save fifty patients each in tens, and three threads
+// share each context of a third store, saving and reading for two seconds.
+// No save fails, none deadlocks, every patient is there once, with its note.
+TEST_F(ObjectStoreTest, EveryoneSavingIntoOneFileAtOnceLosesNothing) {
   std::vector<std::unique_ptr<ChildProcess>> children;
   for (const char* tag : {"a", "b"}) {
     children.push_back(std::make_unique<ChildProcess>(
@@ -421,150 +324,123 @@ TEST_F(ObjectStoreTest, TwoProcessesSavingIntoOneFileLoseNothing) {
   }
   for (const char* tag : {"a", "b"})
     ASSERT_TRUE(waitForFile(documents.path() / (std::string(tag) + ".ready")));
-  std::ofstream(go) << "go";
+  std::ofstream(documents.path() / "go") << "go";
+
+  ObjectStore first, second, shared;
+  platform::ConsoleCapture console;
+  std::vector<std::pair<std::string, int>> saved{{"x", 50}, {"y", 50}};
+  for (int t = 0; t < 6; ++t) saved.emplace_back("t" + std::to_string(t), 0);
+  std::atomic<int> running{0};
+  std::atomic<bool> failed{false};
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 6; ++t) {
+    ++running;
+    threads.emplace_back([&, t] {
+      auto context = t % 2 ? shared.mainQueueContext() : shared.backgroundQueueContext();
+      auto& [tag, count] = saved[2 + t];
+      for (int i = 0; std::chrono::steady_clock::now() < until; ++i) {
+        // An object is created and filled in one block on the context's
+        // queue, so no save of another thread sees it half made.
+        context->performAndWait(
+            [&] { addPatientWithNote(shared, tag + "-" + std::to_string(i), context); });
+        if (shared.saveChanges(context))
+          count = i + 1;
+        else
+          failed = true;
+        if (i % 10 == 0 && !shared.fetchObjects("Note", std::nullopt, context)) failed = true;
+      }
+      --running;
+      platform::MainQueue::async([] {});  // wakes the main thread to see it
+    });
+  }
+  for (int i = 0; i < 50; ++i) {
+    addPatientWithNote(first, "x-" + std::to_string(i), first.backgroundQueueContext());
+    addPatientWithNote(second, "y-" + std::to_string(i), second.backgroundQueueContext());
+    if (i % 10 == 9) {
+      EXPECT_TRUE(first.saveChanges());
+      EXPECT_TRUE(second.saveChanges());
+    }
+  }
+  // The main-queue context's work runs here, on the main thread.
+  EXPECT_TRUE(
+      test::runMainQueueUntil([&] { return running.load() == 0; }, std::chrono::seconds(60)));
+  for (auto& t : threads) t.join();
+  EXPECT_FALSE(failed.load());
+  EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
   for (auto& child : children) EXPECT_EQ(child->wait(), 0);
 
-  std::map<std::string, int> saved;
   for (const char* tag : {"a", "b"})
-    saved[tag] = std::atoi(readFile(documents.path() / (std::string(tag) + ".saved")).c_str());
-  EXPECT_GT(saved["a"], 0);
-  EXPECT_GT(saved["b"], 0);
-  ObjectStore store;
-  auto patients = store.fetchObjectsWithName("Patient");
-  ASSERT_TRUE(patients.has_value());
-  std::set<std::string> ids;
-  for (ManagedObject* patient : *patients) {
-    std::string id = patient->value("patientId").stringValue();
-    EXPECT_TRUE(ids.insert(id).second) << id << " twice";
-    auto notes = patient->objects("notes");
-    ASSERT_EQ(notes.size(), 1u) << id;
-    EXPECT_EQ(notes[0]->value("text").stringValue(), id);
+    saved.emplace_back(
+        tag, std::atoi(readFile(documents.path() / (tag + std::string(".saved"))).c_str()));
+  Ids expected;
+  for (const auto& [tag, count] : saved) {
+    EXPECT_GT(count, 0) << tag;
+    for (int i = 0; i < count; ++i) expected.push_back(tag + "-" + std::to_string(i));
   }
-  for (const char* tag : {"a", "b"})
-    for (int i = 0; i < saved[tag]; ++i)
-      EXPECT_TRUE(ids.count(tag + std::string("-") + std::to_string(i))) << tag << "-" << i;
-  EXPECT_EQ(ids.size(), static_cast<std::size_t>(saved["a"] + saved["b"]));
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(patientIds(shared, true), expected);
+  auto notes = shared.fetchObjects("Note", std::nullopt, shared.backgroundQueueContext());
+  ASSERT_TRUE(notes.has_value());
+  EXPECT_EQ(notes->size(), expected.size());
+  ObjectStore relaunched;
+  EXPECT_EQ(patientIds(relaunched, true), expected);
 }
 
-// A second process that holds MainStore.sqlite locked until told to let go.
-class StoreLocker {
- public:
-  explicit StoreLocker(const fs::path& directory)
-      : directory_(directory),
-        child_("ObjectStoreChild.HoldsTheStoreLocked", {{kChildDocuments, directory.string()}}) {}
-  bool locked() { return child_.started() && waitForFile(directory_ / "locked"); }
-  void release() { std::ofstream(directory_ / "release") << "release"; }
-  int wait() { return child_.wait(); }
-
- private:
-  fs::path directory_;
-  ChildProcess child_;
-};
-
-std::vector<std::string> namesIn(const fs::path& directory) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(directory))
-    names.push_back(entry.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-TEST_F(ObjectStoreTest, BusyStoreIsWaitedForThenLeftUntouched) {
+// A lock held past the wait is reported, the file left alone, and saves and
+// fetches fail until the first one after the lock is gone attaches the file,
+// saying so once. A lock that goes away within the wait is waited for.
+TEST_F(ObjectStoreTest, BusyStoreIsLeftUntouchedUntilTheLockIsGone) {
   {
     ObjectStore store;
     store.createObject("Patient")->setValue("patientId", "kept");
     ASSERT_TRUE(store.saveChanges());
   }
-  // A lock that goes away within the wait: the store opens normally.
-  {
-    StoreLocker locker(documents.path());
-    ASSERT_TRUE(locker.locked());
-    std::thread releaser([&] {
-      std::this_thread::sleep_for(std::chrono::milliseconds(300));
-      locker.release();
-    });
-    platform::ConsoleCapture console;
-    ObjectStore store;
-    releaser.join();
-    EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
-    auto patients = store.fetchObjectsWithName("Patient");
-    ASSERT_TRUE(patients.has_value());
-    EXPECT_EQ(patients->size(), 1u);
-    EXPECT_EQ(locker.wait(), 0);
-  }
-  fs::remove(documents.path() / "locked");
-  fs::remove(documents.path() / "release");
-
-  // A lock held past the wait: reported, the file left alone, saves fail.
-  StoreLocker locker(documents.path());
-  ASSERT_TRUE(locker.locked());
+  // Another process holds the file locked until told to let go.
+  ChildProcess locker("ObjectStoreChild.HoldsTheStoreLocked",
+                      {{kChildDocuments, documents.path().string()}});
+  ASSERT_TRUE(locker.started() && waitForFile(documents.path() / "locked"));
   const auto before = namesIn(documents.path());
-  {
-    platform::ConsoleCapture console;
-    ObjectStore store;
-    auto lines = console.lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].rfind("ObjectStore.persistentStoreCoordinator: Unable to open persistent "
-                             "store; the store file was left untouched.Error Domain=",
-                             0),
-              0u)
-        << lines[0];
-    EXPECT_EQ(namesIn(documents.path()), before);
-    console.clear();
-    store.createObject("Patient")->setValue("patientId", "lost");
-    EXPECT_FALSE(store.saveChanges());
-    EXPECT_EQ(console.lines(), std::vector<std::string>{"Error saving context"});
-  }
-  locker.release();
-  EXPECT_EQ(locker.wait(), 0);
-  ObjectStore after;
-  auto patients = after.fetchObjectsWithName("Patient");
-  ASSERT_TRUE(patients.has_value());
-  ASSERT_EQ(patients->size(), 1u);
-  EXPECT_EQ((*patients)[0]->value("patientId").stringValue(), "kept");
-}
-
-TEST_F(ObjectStoreTest, BusyStoreIsAttachedByTheFirstSaveOrFetchAfterTheLockIsGone) {
-  {
-    ObjectStore store;
-    store.createObject("Patient")->setValue("patientId", "kept");
-    ASSERT_TRUE(store.saveChanges());
-  }
-  StoreLocker locker(documents.path());
-  ASSERT_TRUE(locker.locked());
   platform::ConsoleCapture console;
   ObjectStore store;
-  ASSERT_EQ(console.lines().size(), 1u);
+  EXPECT_THAT(console.lines(),
+              ElementsAre(StartsWith(kCoordinator +
+                                     "Unable to open persistent "
+                                     "store; the store file was left untouched.Error Domain=")));
+  EXPECT_EQ(namesIn(documents.path()), before);
   console.clear();
   // Still locked: each attempt tries again and fails, without a new line.
   store.createObject("Patient")->setValue("patientId", "refused");
   EXPECT_FALSE(store.saveChanges());
+  EXPECT_THAT(console.lines(), ElementsAre("Error saving context"));
   EXPECT_FALSE(store.fetchObjectsWithName("Patient").has_value());
   ManagedObject* waiting = store.createObject("Patient");
   waiting->setValue("patientId", "waited");
   EXPECT_LT(waiting->objectID().primaryKey, 0);
-  EXPECT_EQ(console.lines().size(), 2u);  // "Error saving context", the fetch error
+  EXPECT_EQ(console.lines().size(), 2u);  // the fetch error
+  EXPECT_EQ(namesIn(documents.path()), before);
   console.clear();
 
-  locker.release();
+  std::thread releaser([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    std::ofstream(documents.path() / "release") << "release";
+  });
+  {
+    ObjectStore opensOnceReleased;
+    releaser.join();
+    EXPECT_TRUE(console.lines().empty()) << console.lines()[0];
+    EXPECT_EQ(patientIds(opensOnceReleased), Ids{"kept"});
+  }
   EXPECT_EQ(locker.wait(), 0);
   EXPECT_TRUE(store.saveChanges());
   EXPECT_GT(waiting->objectID().primaryKey, 0);
-  EXPECT_EQ(console.lines(),
-            std::vector<std::string>{"ObjectStore.persistentStoreCoordinator: Attached the store "
-                                     "file " +
-                                     storePath().string() + ", which could not be opened before."});
-  auto patients = store.fetchObjectsWithName("Patient");
-  ASSERT_TRUE(patients.has_value());
-  EXPECT_EQ(patients->size(), 2u);
+  EXPECT_THAT(console.lines(),
+              ElementsAre(kCoordinator + "Attached the store file " + storePath().string() +
+                          ", which could not be opened before."));
+  EXPECT_EQ(patientIds(store), (Ids{"kept", "waited"}));
   EXPECT_EQ(console.lines().size(), 1u);  // attached once, said once
-
   ObjectStore relaunched;
-  std::set<std::string> ids;
-  auto stored = relaunched.fetchObjectsWithName("Patient");
-  ASSERT_TRUE(stored.has_value());
-  for (ManagedObject* patient : *stored) ids.insert(patient->value("patientId").stringValue());
-  EXPECT_EQ(ids, (std::set<std::string>{"kept", "waited"}));
+  EXPECT_EQ(patientIds(relaunched), (Ids{"kept", "waited"}));
 }
 
 // Child sides of the two-process tests; skipped when run on their own.
@@ -586,17 +462,10 @@ TEST_F(ObjectStoreChild, SavesPatientsUntilTimeIsUp) {
   std::ofstream(shared / (tag + ".ready")) << "ready";
   ASSERT_TRUE(waitForFile(shared / "go"));
   const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-  int saved = 0;
   for (int i = 0; std::chrono::steady_clock::now() < until; ++i) {
-    std::string id = tag + "-" + std::to_string(i);
-    ManagedObject* patient = store.createObject("Patient");
-    patient->setValue("patientId", id);
-    ManagedObject* note = store.createObject("Note");
-    note->setValue("text", id);
-    note->setObject("patient", patient);
-    ASSERT_TRUE(store.saveChanges()) << id;
-    saved = i + 1;
-    std::ofstream(shared / (tag + ".saved")) << saved;
+    addPatientWithNote(store, tag + "-" + std::to_string(i), store.backgroundQueueContext());
+    ASSERT_TRUE(store.saveChanges()) << i;
+    std::ofstream(shared / (tag + ".saved")) << i + 1;
   }
 }
 
@@ -614,15 +483,6 @@ TEST_F(ObjectStoreChild, HoldsTheStoreLocked) {
   EXPECT_TRUE(waitForFile(shared / "release"));
   sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
   sqlite3_close(db);
-}
-
-TEST(ObjectTypeTest, RawValuesAreCaseSensitive) {
-  EXPECT_EQ(rawValue(ObjectType::Patient), "Patient");
-  EXPECT_EQ(rawValue(ObjectType::InformationBooklet), "InformationBooklet");
-  EXPECT_EQ(rawValue(ObjectType::StaffMember), "StaffMember");
-  EXPECT_EQ(objectTypeFromRawValue("StaffMember"), ObjectType::StaffMember);
-  EXPECT_EQ(objectTypeFromRawValue("patient"), std::nullopt);
-  EXPECT_EQ(objectTypeFromRawValue(""), std::nullopt);
 }
 
 // Last: the shared store lives until the process ends and keeps observing.
