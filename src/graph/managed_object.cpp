@@ -68,6 +68,11 @@ ManagedObject::~ManagedObject() {
   std::destroy(values().begin(), values().end());
 }
 
+const EntityDescription& ManagedObject::unmadeEntity() {
+  static const EntityDescription none;
+  return none;
+}
+
 ManagedObjectContext* ManagedObject::context() const {
   return locked(*this, [this](auto*) { return context_.load(std::memory_order_acquire); });
 }

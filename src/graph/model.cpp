@@ -71,7 +71,7 @@ std::unique_ptr<ManagedObject> EntityDescription::makeObject() const {
   // The offset is taken from the ManagedObject inside the record, which a
   // record class need not start with.
   const auto base = reinterpret_cast<char*>(object) - static_cast<char*>(memory);
-  detail::ObjectAccess::adoptValues(*object, offset - static_cast<std::size_t>(base), count);
+  detail::ObjectAccess::adopt(*object, *this, offset - static_cast<std::size_t>(base), count);
   return std::unique_ptr<ManagedObject>(object);
 }
 

@@ -22,7 +22,9 @@ enum ObjectFlag : std::uint8_t {
 struct ObjectAccess {
   static std::span<Value> values(ManagedObject& o) { return o.values(); }
   // Called once, by the entity that made the object with its values behind it.
-  static void adoptValues(ManagedObject& o, std::size_t offset, std::size_t count) {
+  static void adopt(ManagedObject& o, const EntityDescription& entity, std::size_t offset,
+                    std::size_t count) {
+    o.entity_ = &entity;
     o.valuesOffset_ = static_cast<std::uint16_t>(offset);
     o.valueCount_ = static_cast<std::uint32_t>(count);
   }

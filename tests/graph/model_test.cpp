@@ -133,10 +133,16 @@ TEST(ModelTest, ObjectsKeepTheirValuesBesideTheirClassesOwnMembers) {
   EXPECT_EQ(object->tag[2], 0x3333u);
   EXPECT_STREQ(object->trailing, "left alone by the values");
 
-  // An unattached instance has its values too, all nil; it frees them itself.
+  // An unattached instance knows its entity and has its values, all nil; it
+  // frees them itself. One made without its entity has neither.
   auto prototype = model->entity("Tagged")->makeObject();
-  EXPECT_TRUE(prototype->valueAt(2).isNil());
+  EXPECT_EQ(&prototype->entity(), model->entity("Tagged"));
+  EXPECT_TRUE(prototype->value("note").isNil());
   EXPECT_TRUE(prototype->valueAt(3).isNil());
+  Tagged loose;
+  EXPECT_TRUE(loose.entity().name().empty());
+  EXPECT_TRUE(loose.value("name").isNil());
+  EXPECT_FALSE(loose.setValue("name", "x"));
 }
 
 TEST(ModelCatalogTest, LoadsNamedModelsOnceAndReportsMissingOnes) {

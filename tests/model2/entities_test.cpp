@@ -482,6 +482,9 @@ TEST_F(EntitiesTest, RelationshipArgumentsKeepOrderAndBothSidesInStep) {
 TEST_F(EntitiesTest, IdentifiersAndTheDictionaryFormOfBackReferences) {
   Patient2* p = patient("p-17");
   EXPECT_EQ(NSManagedObjectEx::ClassNameAsString(*p), "Patient2");
+  // Also for an instance no context holds, and one no entity made.
+  EXPECT_EQ(NSManagedObjectEx::ClassNameAsString(*p->entity().makeObject()), "Patient2");
+  EXPECT_EQ(NSManagedObjectEx::ClassNameAsString(Patient2()), "ManagedObject");
   EXPECT_EQ(p->externalObjectId(), "p-17");
   p->setValue("patientId", "p-18");
   EXPECT_EQ(p->externalObjectId(), "p-18") << "the current value, not the first";

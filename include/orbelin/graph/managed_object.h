@@ -128,9 +128,10 @@ class ManagedObject {
   // without a size.
   static void operator delete(void* memory) { ::operator delete(memory); }
 
-  // REQUIRES: the object was made by a context (always true for objects you
-  // are handed).
-  const EntityDescription& entity() const { return *entity_; }
+  // The entity that made the object (EntityDescription::makeObject, which
+  // every context uses). An object constructed any other way has an empty
+  // entity: no name, no properties.
+  const EntityDescription& entity() const { return entity_ ? *entity_ : unmadeEntity(); }
   // Null once the object is detached (deleted and saved, or rolled back).
   ManagedObjectContext* context() const;
   ObjectID objectID() const { return {entity_, primaryKey_}; }
@@ -194,6 +195,7 @@ class ManagedObject {
   friend class RelationshipSet;
   friend struct detail::ObjectAccess;
 
+  static const EntityDescription& unmadeEntity();
   void readValuesWith(void (*read)(void*, std::span<const Value>), void* f) const;
   void writeValuesWith(void (*write)(void*, std::span<Value>), void* f);
   std::span<Value> values() {
