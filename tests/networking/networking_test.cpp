@@ -122,6 +122,18 @@ TEST_F(NetworkingTest, ResourcesAreReadWholeFromUnderTheRootOnly) {
   }
 }
 
+// Handlers run in the order they were attached, whatever their kind.
+void expectHandlersRunInAttachOrder(const PathCall& call) {
+  std::vector<int> order;
+  TamberNetworking::DataSourceManager::request(call)
+      ->responseString([&](auto, auto, auto, auto) { order.push_back(1); })
+      ->responseJSON([&](auto, auto, auto, auto) { order.push_back(2); })
+      ->responseString([&](auto, auto, auto, auto) { order.push_back(3); });
+  ASSERT_TRUE(runMainQueueUntil([&] { return order.size() >= 3; }, std::chrono::seconds(10)));
+  platform::MainQueue::runFor(std::chrono::milliseconds(30));
+  EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+}
+
 TEST_F(NetworkingTest, LocalModeDeliversEachHandlerOnceOnTheMainQueueAndSendsNothing) {
   SampleService& server = remote();
   DataSourceManager::setLocalMode(true);
@@ -150,6 +162,7 @@ TEST_F(NetworkingTest, LocalModeDeliversEachHandlerOnceOnTheMainQueueAndSendsNot
   EXPECT_EQ(late.calls, 1);
   EXPECT_EQ(first.calls, 1);
   EXPECT_EQ(late.text, kTasks);
+  expectHandlersRunInAttachOrder(local("allTasks"));
 
   Outcome missing = json(local("patient.404"), kValidated);
   ASSERT_TRUE(missing.error);
@@ -191,6 +204,7 @@ TEST_F(NetworkingTest, RemoteRequestCarriesMethodPathDefaultHeadersAndBody) {
   EXPECT_EQ(received[0].header("Accept-Language"), "en-US");
   EXPECT_TRUE(received[0].headers.count("App-Version")) << "sent even when empty";
   EXPECT_EQ(received[0].header("App-Version"), "");
+  expectHandlersRunInAttachOrder(pathCall("/api/tasks"));
 }
 
 TEST_F(NetworkingTest, FailuresReachEachHandlerOnceAsTheMatchingError) {
