@@ -53,7 +53,7 @@ std::optional<std::string> calendarText(const icu::TimeZone& zone, Date date) {
 // Moments around which the text is checked in a zone: a spread over the
 // years a Date holds, each of the zone's transitions in the years around
 // today and in its early history (one second either side), and the ends of
-// the range.
+// the range and beyond.
 std::vector<double> momentsFor(const icu::TimeZone& zone) {
   std::vector<double> moments;
   // A fixed sequence, so a failure repeats.
@@ -73,9 +73,12 @@ std::vector<double> momentsFor(const icu::TimeZone& zone) {
       }
     }
   }
+  // Beyond the range too: years before 1 by era, years past 9999 with more digits.
   for (double edge : {kEarliestDateSeconds, kEarliestDateSeconds + 86400.0 * 2,
                       kLatestDateSeconds - 1, kLatestDateSeconds - 86400.0 * 2, 0.0, -0.5, -1.0,
-                      -86400.5, 951782400.0 /* 2000-02-29 */, -12219292800.0 /* 1582-10-15 */})
+                      -86400.5, 951782400.0 /* 2000-02-29 */, -12219292800.0 /* 1582-10-15 */,
+                      kEarliestDateSeconds - 1, kEarliestDateSeconds - 86400.0 * 400,
+                      kLatestDateSeconds, kLatestDateSeconds + 86400.0 * 400, -1e14, 1e14, 1e17})
     moments.push_back(edge);
   return moments;
 }
@@ -91,14 +94,12 @@ TEST_P(DateTextTest, SameTextAsTheCalendarForEveryYear) {
   DateUtils::setTimeZone(GetParam());
   std::unique_ptr<icu::TimeZone> zone(
       icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(GetParam())));
-  int checked = 0;
   for (double seconds : momentsFor(*zone)) {
     Date date = dateFromSeconds(seconds);
-    auto expected = calendarText(*zone, date);
-    ASSERT_EQ(detail::formatDateTime(date), expected) << GetParam() << " at " << seconds;
-    ++checked;
+    ASSERT_EQ(detail::formatDateTime(date), calendarText(*zone, date)) << " at " << seconds;
   }
-  EXPECT_GT(checked, 4000);
+  EXPECT_FALSE(detail::formatDateTime(dateFromSeconds(std::nan(""))));
+  EXPECT_FALSE(detail::formatDateTime(dateFromSeconds(HUGE_VAL)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Zones, DateTextTest,
@@ -109,36 +110,16 @@ INSTANTIATE_TEST_SUITE_P(Zones, DateTextTest,
                                            "Pacific/Kiritimati", "Pacific/Pago_Pago",
                                            "America/Sao_Paulo", "GMT+05:30"));
 
-// Beyond the years a Date holds the calendar still writes the text: years
-// before 1 by era, years past 9999 with more digits.
-TEST(DateTextFarTest, DatesOutsideTheRangeAsTheCalendarWritesThem) {
-  for (const char* zoneId : {"UTC", "Asia/Kolkata", "America/Los_Angeles"}) {
-    DateUtils::setTimeZone(zoneId);
-    std::unique_ptr<icu::TimeZone> zone(
-        icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(zoneId)));
-    for (double seconds :
-         {kEarliestDateSeconds - 1, kEarliestDateSeconds - 86400.0 * 400, kLatestDateSeconds,
-          kLatestDateSeconds + 86400.0 * 400, -1e14, 1e14, 1e17}) {
-      Date date = dateFromSeconds(seconds);
-      EXPECT_EQ(detail::formatDateTime(date), calendarText(*zone, date))
-          << zoneId << " at " << seconds;
-    }
-    EXPECT_FALSE(detail::formatDateTime(dateFromSeconds(std::nan(""))));
-    EXPECT_FALSE(detail::formatDateTime(dateFromSeconds(HUGE_VAL)));
-  }
-  DateUtils::setTimeZone(std::nullopt);
-}
-
 // A new zone setting takes effect on the next date, even for a moment just
 // written in the zone before.
 TEST(DateTextFarTest, FollowsAZoneChangeAtOnce) {
-  Date date = dateFromSeconds(1443688200);  // 2015-10-01 08:30:00 UTC
-  DateUtils::setTimeZone("UTC");
-  EXPECT_EQ(detail::formatDateTime(date), "2015-10-01 08:30:00");
-  DateUtils::setTimeZone("Asia/Kathmandu");
-  EXPECT_EQ(detail::formatDateTime(date), "2015-10-01 14:15:00");
-  DateUtils::setTimeZone("America/St_Johns");
-  EXPECT_EQ(detail::formatDateTime(date), "2015-10-01 06:00:00");
+  const Date date = dateFromSeconds(1443688200);  // 2015-10-01 08:30:00 UTC
+  for (auto [zone, text] : {std::pair{"UTC", "2015-10-01 08:30:00"},
+                            {"Asia/Kathmandu", "2015-10-01 14:15:00"},
+                            {"America/St_Johns", "2015-10-01 06:00:00"}}) {
+    DateUtils::setTimeZone(zone);
+    EXPECT_EQ(detail::formatDateTime(date), text) << zone;
+  }
   DateUtils::setTimeZone(std::nullopt);
 }
 
@@ -203,18 +184,16 @@ TEST_F(ExportTextTest, EveryKindOfValueAsTheDictionaryWritesIt) {
 
   DateUtils::setTimeZone("America/St_Johns");
   expectSameAsDictionary(*person);
-}
 
-TEST_F(ExportTextTest, LongChainsStopWhereTheDictionaryStops) {
-  Person* top = newPerson();
-  Person* current = top;
+  // A long chain stops where the dictionary stops.
+  Person* current = person;
   for (int i = 0; i < 3 * NSManagedObjectEx::kMaxDictionaryDepth; ++i) {
     Person* next = newPerson();
     next->setValue("name", "level " + std::to_string(i));
     current->setObject("doctor", next);
     current = next;
   }
-  expectSameAsDictionary(*top);
+  expectSameAsDictionary(*person);
 }
 
 TEST_F(ExportTextTest, NothingWrittenForWhatJsonCannotHold) {
@@ -274,8 +253,7 @@ TEST_F(ExportTextTest, AnExportFromTheConsoleSinkLeavesTheLineIntact) {
   platform::Console::setSink([&](std::string_view line) {
     if (!inside) {
       inside = true;
-      auto nested = other->getAsJSONString();
-      EXPECT_TRUE(nested.has_value());
+      EXPECT_TRUE(other->getAsJSONString().has_value());
       inside = false;
     }
     seen.emplace_back(line);
