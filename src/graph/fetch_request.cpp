@@ -43,6 +43,8 @@ namespace {
 // -1, 0, 1, or nullopt when the two cannot be ordered.
 std::optional<int> compare(const Value& a, const Value& b) {
   auto sign = [](auto x, auto y) { return x < y ? -1 : (y < x ? 1 : 0); };
+  auto ia = a.integer(), ib = b.integer();
+  if (ia && ib) return sign(*ia, *ib);  // exactly, also beyond 2^53
   auto na = a.number(), nb = b.number();
   if (na && nb) return sign(*na, *nb);
   if (a.string() && b.string()) return sign(*a.string(), *b.string());

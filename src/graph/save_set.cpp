@@ -2,6 +2,7 @@
 // read and its state now.
 
 #include <boost/json/serialize.hpp>
+#include <cmath>
 #include <functional>
 #include <string_view>
 #include <unordered_map>
@@ -79,8 +80,15 @@ std::uint64_t storedDigest(const Value& value, AttributeType type) {
     case K::String:
       return mix(text(*value.string()));
     case K::Integer:
-    case K::Double:  // an integer equals a double of its value
-      return number(value.doubleValue()) * 31 + 7;
+    case K::Double: {
+      // Integers hash exactly (past 2^53 neighbours share one double), and
+      // a double holding a whole number as the integer it equals.
+      auto whole = [](std::int64_t i) { return std::hash<std::int64_t>()(i) * 31 + 7; };
+      if (auto i = value.integer()) return whole(*i);
+      const double x = value.doubleValue();
+      if (x == std::trunc(x) && std::fabs(x) < 9.2e18) return whole(static_cast<std::int64_t>(x));
+      return number(x) * 31 + 7;
+    }
     case K::Boolean:
       return value.boolValue() ? 0x7e1 : 0xf0;
     case K::Date:

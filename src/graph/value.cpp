@@ -162,6 +162,10 @@ bool Value::boolValue() const {
 }
 
 bool Value::operator==(const Value& other) const {
+  // Two integers compare exactly: beyond 2^53 neighbours share one double,
+  // and a change between them must still count as a change.
+  if (kind_ == Kind::Integer && other.kind_ == Kind::Integer)
+    return load<std::int64_t>() == other.load<std::int64_t>();
   auto a = number();
   auto b = other.number();
   if (a && b) return *a == *b;

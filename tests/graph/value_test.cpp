@@ -3,11 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "graph/test_model.h"
 #include "orbelin/graph/value.h"
+#include "support/test_support.h"
 
 namespace orbelin::graph {
 namespace {
@@ -61,6 +65,47 @@ TEST(ValueTest, EveryKindReadsBackAndComparesByContent) {
   EXPECT_EQ(Value(3), Value(3.0));  // numbers compare by value, as boxed numbers do
   EXPECT_NE(Value(1), Value(true));
   EXPECT_FALSE(values[0].string() || values[1].binary() || values[5].transformable());
+}
+
+// Past 2^53 two integers can share one double: comparing them as doubles
+// would lose a change from one to its neighbour and sort them as equal.
+TEST(ValueTest, IntegersPastTwoToThe53StayDistinctInComparisonsSortsAndSaves) {
+  const std::int64_t big = std::int64_t{1} << 53;
+  EXPECT_NE(Value(big), Value(big + 1));
+  EXPECT_EQ(Value(big), Value(static_cast<double>(big)));
+
+  ::orbelin::test::TempDir dir;
+  const auto file = dir.path() / "big.sqlite";
+  auto open = [&file] {
+    auto coordinator = std::make_shared<PersistentStoreCoordinator>(testing::hospitalModel());
+    EXPECT_TRUE(coordinator->addPersistentStore(StoreType::SQLite, file).ok());
+    auto context = std::make_unique<ManagedObjectContext>();
+    context->setPersistentStoreCoordinator(coordinator);
+    return context;
+  };
+  auto writer = open();
+  ManagedObject* first = writer->insertNewObject("Patient");
+  ManagedObject* second = writer->insertNewObject("Patient");
+  first->setValue("id", big + 1);
+  second->setValue("id", big);
+  ASSERT_TRUE(writer->save().ok());
+  first->setValue("id", big);  // each a change to its neighbour
+  second->setValue("id", big + 1);
+  ASSERT_TRUE(writer->save().ok());
+
+  auto reader = open();
+  FetchRequest request("Patient");
+  request.setSortDescriptors({{"id", false}});
+  auto patients = reader->fetch(request);
+  ASSERT_TRUE(patients.ok());
+  ASSERT_EQ(patients->size(), 2u);
+  EXPECT_EQ((*patients)[0]->value("id").integer(), big + 1);
+  EXPECT_EQ((*patients)[1]->value("id").integer(), big);
+  request.setPredicate(Predicate::less("id", Value(big + 1)));
+  patients = reader->fetch(request);
+  ASSERT_TRUE(patients.ok());
+  ASSERT_EQ(patients->size(), 1u);
+  EXPECT_EQ((*patients)[0]->value("id").integer(), big);
 }
 
 }  // namespace
