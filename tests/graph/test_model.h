@@ -3,6 +3,7 @@
 // A small hospital model shared by the graph tests: every attribute type and
 // every kind of relationship.
 
+#include <filesystem>
 #include <memory>
 
 #include "orbelin/graph/graph.h"
@@ -64,5 +65,19 @@ inline std::shared_ptr<const ManagedObjectModel> hospitalModel() {
   ModelBuilder builder;
   return *addHospital(builder).build();
 }
+
+// A coordinator with one SQLite store on `file` and a context on it; `status`
+// says whether the store could be added.
+struct SQLiteStack {
+  explicit SQLiteStack(const std::filesystem::path& file,
+                       std::shared_ptr<const ManagedObjectModel> model = hospitalModel())
+      : coordinator(std::make_shared<PersistentStoreCoordinator>(std::move(model))) {
+    status = coordinator->addPersistentStore(StoreType::SQLite, file);
+    context.setPersistentStoreCoordinator(coordinator);
+  }
+  std::shared_ptr<PersistentStoreCoordinator> coordinator;
+  Status status;
+  ManagedObjectContext context;
+};
 
 }  // namespace orbelin::graph::testing

@@ -8,39 +8,32 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "networking/networking_test_support.h"
+#include "networking/client_test.h"
 #include "orbelin/platform/console.h"
-#include "support/sample_service.h"
 
 using namespace orbelin;
 using namespace orbelin::test;
-using TamberNetworking::DataSourceManager;
 using TamberNetworking::isSafeHeaderField;
 using TamberNetworking::isValidURLText;
 using TamberNetworking::Request;
-using TamberNetworking::URLRequest;
 
 namespace {
 
-struct TestCall : TamberNetworking::DataSourceRequest {
-  std::string url;  // the whole URL text, base included
-  std::string method = "GET";
+// A call that also carries headers of its own.
+struct HeaderCall : PathCall {
   TamberNetworking::HeaderFields headers;
-  URLRequest urlRequestWithBaseURLString(std::optional<std::string> base) const override {
-    URLRequest request(base.value_or("") + url, method);
+  TamberNetworking::URLRequest urlRequestWithBaseURLString(
+      std::optional<std::string> base) const override {
+    TamberNetworking::URLRequest request = PathCall::urlRequestWithBaseURLString(base);
     request.headers = headers;
     return request;
   }
 };
-
-TestCall call(std::string url) {
-  TestCall value;
-  value.url = std::move(url);
-  return value;
-}
 
 // A TCP server on 127.0.0.1 that answers every connection with fixed bytes,
 // whatever was asked, then closes it: for replies no HTTP server would send.
@@ -74,25 +67,18 @@ class RawServer {
       int client = ::accept(listener_, nullptr, nullptr);
       if (client < 0) continue;
       ++connections_;
-      readRequestHead(client);
-      std::size_t sent = 0;
-      while (sent < reply_.size()) {
-        ssize_t n = ::send(client, reply_.data() + sent, reply_.size() - sent, MSG_NOSIGNAL);
-        if (n <= 0) break;
-        sent += static_cast<std::size_t>(n);
-      }
+      // The request head is read first: closing on unread bytes resets the connection.
+      std::string head;
+      char buffer[1024];
+      pollfd in{client, POLLIN, 0};
+      ssize_t n = 0;
+      while (head.find("\r\n\r\n") == std::string::npos && ::poll(&in, 1, 2000) > 0 &&
+             (n = ::recv(client, buffer, sizeof buffer, 0)) > 0)
+        head.append(buffer, static_cast<std::size_t>(n));
+      for (std::size_t sent = 0; sent < reply_.size(); sent += static_cast<std::size_t>(n))
+        if ((n = ::send(client, reply_.data() + sent, reply_.size() - sent, MSG_NOSIGNAL)) <= 0)
+          break;
       ::close(client);
-    }
-  }
-  static void readRequestHead(int client) {
-    std::string head;
-    char buffer[1024];
-    while (head.find("\r\n\r\n") == std::string::npos) {
-      pollfd ready{client, POLLIN, 0};
-      if (::poll(&ready, 1, 2000) <= 0) return;
-      ssize_t n = ::recv(client, buffer, sizeof buffer, 0);
-      if (n <= 0) return;
-      head.append(buffer, static_cast<std::size_t>(n));
     }
   }
 
@@ -104,48 +90,41 @@ class RawServer {
   std::thread thread_;
 };
 
-class NetworkingSafetyTest : public ::testing::Test {
+class NetworkingSafetyTest : public ClientTest {
  protected:
   void SetUp() override {
-    DataSourceManager::resetToDefaults();
-    DataSourceManager::setResourceRoot(resources.path());
+    ClientTest::SetUp();
     writeFile(resources.path() / "allTasks.json", R"({"tasks": []})");
   }
-  void TearDown() override {
-    platform::MainQueue::drain();
-    DataSourceManager::resetToDefaults();
-  }
   SampleService& remote() {
-    if (!service) {
-      service = std::make_unique<SampleService>(resources.path(), bundledInfoPlist());
-      EXPECT_TRUE(service->running()) << service->failure();
-    }
-    DataSourceManager::setBaseURLString(service->baseUrl());
-    DataSourceManager::setLocalMode(false);
+    if (!service) service = start();
+    use(*service);
     return *service;
   }
-  Outcome send(const TestCall& value) {
-    Outcome outcome;
-    DataSourceManager::request(value)->responseJSON(outcome.jsonHandler());
-    EXPECT_TRUE(outcome.wait());
-    EXPECT_EQ(outcome.calls, 1);
-    return outcome;
-  }
 
-  TempDir resources;
   std::unique_ptr<SampleService> service;
 };
 
-TEST(HeaderSafety, LineBreaksNulAndNonTokenNamesAreUnsafe) {
+TEST(InputSafety, UnsafeHeaderFieldsAndURLTextsAreRefused) {
+  // Line breaks, NUL and names that are not tokens.
   EXPECT_TRUE(isSafeHeaderField("App-Version", "1.2 (34)"));
   EXPECT_TRUE(isSafeHeaderField("Device-Model", ""));
-  EXPECT_FALSE(isSafeHeaderField("App-Version", "1.2\r\nX-Injected: yes"));
-  EXPECT_FALSE(isSafeHeaderField("App-Version", "1.2\nX-Injected: yes"));
-  EXPECT_FALSE(isSafeHeaderField("App-Version", std::string("1.2\0X", 5)));
-  EXPECT_FALSE(isSafeHeaderField("", "v"));
-  EXPECT_FALSE(isSafeHeaderField("Bad Name", "v"));
-  EXPECT_FALSE(isSafeHeaderField("X-A\r\nX-B", "v"));
-  EXPECT_FALSE(isSafeHeaderField("X-A:", "v"));
+  for (const std::string& value : {std::string("1.2\r\nX-Injected: yes"),
+                                   std::string("1.2\nX-Injected: yes"), std::string("1.2\0X", 5)})
+    EXPECT_FALSE(isSafeHeaderField("App-Version", value)) << value;
+  for (const char* name : {"", "Bad Name", "X-A\r\nX-B", "X-A:"})
+    EXPECT_FALSE(isSafeHeaderField(name, "v")) << name;
+
+  // URLs without a host, or with characters left unencoded.
+  EXPECT_TRUE(isValidURLText("http://127.0.0.1:8080/api/patients/12?x=%20a#top"));
+  EXPECT_TRUE(isValidURLText("https://ward.example/a-b_c.d~e/%7Bid%7D"));
+  for (const char* text :
+       {"http:///api/authenticate", "http:/api/authenticate", "http:api/authenticate", "http://",
+        "http://?q", "http:/api?next=http://evil", "http://h/patients/50%",
+        "http://h/patients/50%2", "http://h/patients/50%zz", "http://h/p?q=a b"})
+    EXPECT_FALSE(isValidURLText(text)) << text;
+  for (char c : std::string(" \"<>\\^`{|}"))
+    EXPECT_FALSE(isValidURLText(std::string("http://h/patients/1") + c + "2")) << c;
 }
 
 TEST_F(NetworkingSafetyTest, AnInjectedHeaderIsRefusedWithAConsoleLineAndNeverSent) {
@@ -160,80 +139,55 @@ TEST_F(NetworkingSafetyTest, AnInjectedHeaderIsRefusedWithAConsoleLineAndNeverSe
   EXPECT_TRUE(console.contains("OrbelinData: Refused header Device-Model?X-Injected"));
   EXPECT_FALSE(DataSourceManager::defaultHeaders().contains("App-Version"));
 
-  TestCall value = call("/api/tasks");
+  HeaderCall value;
+  value.path = "/api/tasks";
   value.headers.set("Authorization", std::string("token\0X-Injected: own", 21));
   value.headers.set("X-Trace", "7");
-  Outcome outcome = send(value);
-  EXPECT_FALSE(outcome.error);
+  EXPECT_FALSE(json(value).error);
   EXPECT_TRUE(console.contains("OrbelinData: Refused header Authorization"));
 
   auto received = server.requests();
   ASSERT_EQ(received.size(), 1u);
   EXPECT_EQ(received[0].header("Device-Model"), "Ward Tablet");
   EXPECT_EQ(received[0].header("X-Trace"), "7");
-  EXPECT_EQ(received[0].headers.count("X-Injected"), 0u);
-  EXPECT_EQ(received[0].headers.count("App-Version"), 0u);
-  EXPECT_EQ(received[0].headers.count("Authorization"), 0u);
-}
-
-TEST(URLSafety, HostlessURLsAndUnencodedCharactersAreInvalid) {
-  EXPECT_TRUE(isValidURLText("http://127.0.0.1:8080/api/patients/12?x=%20a#top"));
-  EXPECT_TRUE(isValidURLText("https://ward.example/a-b_c.d~e/%7Bid%7D"));
-  EXPECT_FALSE(isValidURLText("http:///api/authenticate"));
-  EXPECT_FALSE(isValidURLText("http:/api/authenticate"));
-  EXPECT_FALSE(isValidURLText("http:api/authenticate"));
-  EXPECT_FALSE(isValidURLText("http://"));
-  EXPECT_FALSE(isValidURLText("http://?q"));
-  EXPECT_FALSE(isValidURLText("http:/api?next=http://evil"));
-  for (char c : std::string(" \"<>\\^`{|}")) {
-    EXPECT_FALSE(isValidURLText(std::string("http://h/patients/1") + c + "2")) << c;
-  }
-  EXPECT_FALSE(isValidURLText("http://h/patients/50%"));
-  EXPECT_FALSE(isValidURLText("http://h/patients/50%2"));
-  EXPECT_FALSE(isValidURLText("http://h/patients/50%zz"));
-  EXPECT_FALSE(isValidURLText("http://h/p?q=a b"));
+  for (const char* name : {"X-Injected", "App-Version", "Authorization"})
+    EXPECT_EQ(received[0].headers.count(name), 0u) << name;
 }
 
 TEST_F(NetworkingSafetyTest, BadURLsEndAsBadURLErrorsWithNothingSent) {
   SampleService& server = remote();
-  for (const std::string& base : {std::string("http://"), std::string("http:")}) {
+  std::vector<std::pair<std::string, std::string>> cases = {{"http://", "/api/authenticate"},
+                                                            {"http:", "/api/authenticate"}};
+  for (std::string id : {"1{2}", "a|b", "50%", "x^y", "q`", "a\\b", "<b>", "\"q\""})
+    cases.emplace_back(server.baseUrl(), "/api/patients/" + id);
+  for (const auto& [base, path] : cases) {
     DataSourceManager::setBaseURLString(base);
-    TestCall login = call("/api/authenticate");
-    login.method = "POST";
-    Outcome outcome = send(login);
-    ASSERT_TRUE(outcome.error) << base;
+    Outcome outcome = json(pathCall(path, "POST"));
+    ASSERT_TRUE(outcome.error) << base << path;
     EXPECT_EQ(outcome.error->domain(), error_domain::kURL);
-    EXPECT_EQ(outcome.error->code(), Request::kBadURL);
-  }
-  DataSourceManager::setBaseURLString(server.baseUrl());
-  for (std::string id : {"1{2}", "a|b", "50%", "x^y", "q`", "a\\b", "<b>", "\"q\""}) {
-    Outcome outcome = send(call("/api/patients/" + id));
-    ASSERT_TRUE(outcome.error) << id;
-    EXPECT_EQ(outcome.error->code(), Request::kBadURL) << id;
+    EXPECT_EQ(outcome.error->code(), Request::kBadURL) << base << path;
   }
   EXPECT_TRUE(server.requests().empty());
 }
 
-TEST_F(NetworkingSafetyTest, AReplyThatIsNotHTTPIsABadServerResponse) {
-  RawServer garbage("SSH-2.0-OpenSSH_9.2\r\nnot a web server at all\r\n");
-  DataSourceManager::setBaseURLString(garbage.baseUrl());
-  Outcome outcome = send(call("/api/tasks"));
-  ASSERT_TRUE(outcome.error);
-  EXPECT_EQ(outcome.error->domain(), error_domain::kURL);
-  EXPECT_EQ(outcome.error->code(), Request::kBadServerResponse);
-  EXPECT_NE(outcome.error->code(), Request::kBadURL);
-  EXPECT_GE(garbage.connections(), 1);
-}
+TEST_F(NetworkingSafetyTest, RepliesThatAreNotHTTPOrTooLargeEndWithErrors) {
+  {
+    RawServer garbage("SSH-2.0-OpenSSH_9.2\r\nnot a web server at all\r\n");
+    DataSourceManager::setBaseURLString(garbage.baseUrl());
+    Outcome outcome = json(pathCall("/api/tasks"));
+    ASSERT_TRUE(outcome.error);
+    EXPECT_EQ(outcome.error->domain(), error_domain::kURL);
+    EXPECT_EQ(outcome.error->code(), Request::kBadServerResponse);
+    EXPECT_GE(garbage.connections(), 1);
+  }
 
-TEST_F(NetworkingSafetyTest, AReplyLargerThanTheMaximumEndsWithAnError) {
   EXPECT_EQ(DataSourceManager::maximumReplySize(), std::size_t{64} << 20);
   const std::string big = R"({"tasks": ")" + std::string(200000, 'x') + R"("})";
   writeFile(resources.path() / "allTasks.json", big);
   remote();
   DataSourceManager::setMaximumReplySize(4096);
-
   // Announced by Content-Length (the sample service always sends one).
-  Outcome announced = send(call("/api/tasks"));
+  Outcome announced = json(pathCall("/api/tasks"));
   ASSERT_TRUE(announced.error);
   EXPECT_EQ(announced.error->code(), Request::kDataLengthExceedsMaximum);
   EXPECT_TRUE(announced.json.isNull());
@@ -241,19 +195,14 @@ TEST_F(NetworkingSafetyTest, AReplyLargerThanTheMaximumEndsWithAnError) {
   // Not announced: the body just keeps coming until the server closes.
   RawServer unannounced("HTTP/1.0 200 OK\r\nContent-Type: application/json\r\n\r\n" + big);
   DataSourceManager::setBaseURLString(unannounced.baseUrl());
-  Outcome streamed;
-  DataSourceManager::request(call("/api/tasks"))->responseString(streamed.stringHandler());
-  ASSERT_TRUE(streamed.wait());
-  EXPECT_EQ(streamed.calls, 1);
+  Outcome streamed = text(pathCall("/api/tasks"));
   ASSERT_TRUE(streamed.error);
   EXPECT_EQ(streamed.error->code(), Request::kDataLengthExceedsMaximum);
   EXPECT_FALSE(streamed.text && streamed.text->size() > 4096);
 
   // Within the limit the same reply arrives whole.
   DataSourceManager::setMaximumReplySize(big.size());
-  Outcome whole;
-  DataSourceManager::request(call("/api/tasks"))->responseString(whole.stringHandler());
-  ASSERT_TRUE(whole.wait());
+  Outcome whole = text(pathCall("/api/tasks"));
   EXPECT_FALSE(whole.error);
   EXPECT_EQ(whole.text, big);
 }
