@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,10 +43,11 @@ class Caught {
   }
   int calls() const { return state_->calls; }
   bool onMainThread() const { return state_->onMainThread; }
-  std::tuple<Args...>& get() { return *state_->values; }
+  // Throws (a test failure, not a crash) when the handler never ran.
+  std::tuple<Args...>& get() { return state_->values.value(); }
   template <std::size_t I>
   auto& at() {
-    return std::get<I>(*state_->values);
+    return std::get<I>(get());
   }
 
  private:
@@ -56,6 +58,27 @@ class Caught {
   };
   std::shared_ptr<State> state_ = std::make_shared<State>();
 };
+
+template <typename Handler>
+struct CaughtFor;
+template <typename... Args>
+struct CaughtFor<std::function<void(Args...)>> {
+  using type = Caught<Args...>;
+};
+
+// Starts a store call with a new handler (its last parameter) and waits for
+// it: called once, never inside the call itself, and on the main queue.
+template <typename... Params, typename... Given>
+auto fetch(StoreRequest (*start)(Params...), Given&&... given) {
+  using Handler = std::decay_t<std::tuple_element_t<sizeof...(Params) - 1, std::tuple<Params...>>>;
+  typename CaughtFor<Handler>::type caught;
+  start(std::forward<Given>(given)..., caught.handler());
+  EXPECT_EQ(caught.calls(), 0) << "never called inside the call that starts the request";
+  EXPECT_TRUE(caught.wait());
+  EXPECT_EQ(caught.calls(), 1);
+  EXPECT_TRUE(caught.onMainThread());
+  return caught;
+}
 
 // Every test starts in local mode on the sample hospital, with the bundled
 // Info.plist, and with the clock at today 09:41 (the time the sample data is

@@ -10,174 +10,141 @@ namespace {
 using std::chrono::hours;
 using std::chrono::minutes;
 using Tasks = std::vector<Task*>;
+using Ids = std::vector<std::int64_t>;
+using enum TaskType;
+using enum TaskStatus;
 
 class TaskRulesTest : public StoreTest {
  protected:
   // Today 09:41, where the clock stands.
   Date now() const { return platform::Clock::now(); }
 
-  Task* task(std::int64_t id, TaskType type, TaskStatus status, OptionalDate due) {
+  Task* task(std::int64_t id, TaskType type, TaskStatus status, OptionalDate due,
+             OptionalDate completed = std::nullopt) {
     Task* made = Task::create(TamberNetworking::JSON());
     made->setId(id);
     made->setTypeEnum(type);
     made->setStatusEnum(status);
     made->setDueDate(due);
-    made->setCompletedDate(std::nullopt);
-    return made;
-  }
-  Patient* patient(std::int64_t id, const std::string& room) {
-    Patient* made = Patient::create(TamberNetworking::JSON());
-    made->setId(id);
-    made->setRoomNumber(room);
+    made->setCompletedDate(completed);
     return made;
   }
 };
 
-TEST_F(TaskRulesTest, PercentageOfDischargeTasksDone) {
-  EXPECT_EQ(TaskStore::getPercentageTasksDone({}), 1.0f);
-  Tasks tasks = {task(1, TaskType::Discharge, TaskStatus::Complete, now()),
-                 task(2, TaskType::Discharge, TaskStatus::Forward, now()),
-                 task(3, TaskType::Discharge, TaskStatus::Normal, now()),
-                 task(4, TaskType::PatientRequest, TaskStatus::Complete, now()), nullptr};
-  EXPECT_FLOAT_EQ(TaskStore::getPercentageTasksDone(tasks), 1.0f / 3.0f);
-  EXPECT_EQ(TaskStore::getPercentageTasksDone({tasks[3]}), 1.0f) << "no discharge task";
-  Tasks overdue = {task(5, TaskType::Discharge, TaskStatus::Overdue, now())};
-  EXPECT_EQ(TaskStore::getPercentageTasksDone(overdue), 0.0f);
-}
-
-TEST_F(TaskRulesTest, SortByDueDate) {
-  Task* issueTomorrow = task(1, TaskType::Discharge, TaskStatus::Forward, now() + hours(24));
-  Task* requestToday = task(2, TaskType::PatientRequest, TaskStatus::Normal, now());
-  Task* dischargeYesterday = task(3, TaskType::Discharge, TaskStatus::Normal, now() - hours(24));
-  Task* laterToday = task(4, TaskType::Undefined, TaskStatus::Complete, now() + hours(2));
-  Task* noDate = task(5, TaskType::Undefined, TaskStatus::Normal, std::nullopt);
-  Task* alsoLaterToday = task(6, TaskType::Discharge, TaskStatus::Normal, now() + hours(2));
-  Task* requestIssue = task(7, TaskType::PatientRequest, TaskStatus::Forward, now() + hours(48));
-
-  Tasks sorted =
-      TaskStore::sortTasksByDueDate({noDate, laterToday, dischargeYesterday, nullptr,
-                                     alsoLaterToday, requestToday, issueTomorrow, requestIssue});
+TEST_F(TaskRulesTest, SortsByDueDateCompletionAndRoom) {
   // Issues first (a request among them first), then requests, then by due
-  // date; equal dates keep their order; no date last.
-  EXPECT_EQ(idsOf(sorted), (std::vector<std::int64_t>{7, 1, 2, 3, 4, 6, 5}));
+  // date and time; equal dates keep their order; no date last.
+  Tasks tasks = {task(5, Undefined, Normal, std::nullopt),
+                 task(4, Undefined, Complete, now() + hours(2)),
+                 task(3, Discharge, Normal, now() - hours(30)),
+                 nullptr,
+                 task(6, Discharge, Normal, now() + hours(2)),
+                 task(2, PatientRequest, Normal, now()),
+                 task(1, Discharge, Forward, now() + hours(24)),
+                 task(7, PatientRequest, Forward, now() + hours(48)),
+                 task(8, Discharge, Normal, now() + minutes(1))};
+  EXPECT_EQ(idsOf(TaskStore::sortTasksByDueDate(tasks)), (Ids{7, 1, 2, 3, 8, 4, 6, 5}));
   EXPECT_TRUE(TaskStore::sortTasksByDueDate({}).empty());
 
-  // The date order alone: one type and status, only the due dates differ.
-  Tasks plain = {task(11, TaskType::Discharge, TaskStatus::Normal, now() + hours(5)),
-                 task(12, TaskType::Discharge, TaskStatus::Normal, std::nullopt),
-                 task(13, TaskType::Discharge, TaskStatus::Normal, now() - hours(30)),
-                 task(14, TaskType::Discharge, TaskStatus::Normal, now() + minutes(1))};
-  EXPECT_EQ(idsOf(TaskStore::sortTasksByDueDate(plain)),
-            (std::vector<std::int64_t>{13, 14, 11, 12}));
+  // Never completed first, in their order; then the latest completion first.
+  Tasks done = {
+      task(1, Discharge, Complete, now(), now() + minutes(19)), task(3, Discharge, Normal, now()),
+      task(2, Discharge, Complete, now(), now() + minutes(139)), task(4, Discharge, Normal, now())};
+  EXPECT_EQ(idsOf(TaskStore::sortTasksByCompleteDate(done)), (Ids{3, 4, 2, 1}));
+
+  // Rooms in plain text order, equal ones in their order.
+  std::vector<Patient*> patients;
+  for (const char* room : {"12", "3A", "", "b2", "101", "12", "B2"}) {
+    Patient* made = *room ? Patient::create(TamberNetworking::JSON()) : nullptr;
+    patients.push_back(made);
+    if (!made) continue;
+    made->setId(static_cast<std::int64_t>(patients.size()));
+    made->setRoomNumber(room);
+  }
+  EXPECT_EQ(idsOf(PatientStore::sortByRoom(patients)), (Ids{5, 1, 6, 2, 7, 4}));
 }
 
-TEST_F(TaskRulesTest, SortByCompleteDate) {
-  Task* ten = task(1, TaskType::Discharge, TaskStatus::Complete, now());
-  ten->setCompletedDate(now() + minutes(19));
-  Task* noon = task(2, TaskType::Discharge, TaskStatus::Complete, now());
-  noon->setCompletedDate(now() + minutes(139));
-  Task* never = task(3, TaskType::Discharge, TaskStatus::Normal, now());
-  Task* neverEither = task(4, TaskType::Discharge, TaskStatus::Normal, now());
+TEST_F(TaskRulesTest, FiltersAndTheShareOfDischargeTasksDone) {
+  Task* routineYesterday = task(4, Undefined, Overdue, now() - hours(24));
+  Tasks all = {task(1, Discharge, Normal, now() + hours(3)),
+               task(2, Discharge, Complete, now() + hours(24)),
+               nullptr,
+               task(3, PatientRequest, Complete, now() - hours(1)),
+               routineYesterday,
+               task(5, Discharge, Forward, std::nullopt)};
 
-  EXPECT_EQ(idsOf(TaskStore::sortTasksByCompleteDate({ten, noon, never})),
-            (std::vector<std::int64_t>{3, 2, 1}));
-  auto withTwoNever = idsOf(TaskStore::sortTasksByCompleteDate({ten, never, noon, neverEither}));
-  EXPECT_EQ(withTwoNever, (std::vector<std::int64_t>{3, 4, 2, 1}));
-}
+  EXPECT_EQ(idsOf(TaskStore::tasksDueToday(all)), (Ids{1, 3}));
+  EXPECT_EQ(idsOf(TaskStore::tasksOfType(all, Discharge)), (Ids{1, 2, 5}));
+  EXPECT_EQ(idsOf(TaskStore::tasksOfTypeAndToday(all, Discharge)), (Ids{1}));
+  EXPECT_EQ(idsOf(TaskStore::tasksOfStatus(all, Overdue)), (Ids{4}));
 
-TEST_F(TaskRulesTest, Filters) {
-  Task* dischargeToday = task(1, TaskType::Discharge, TaskStatus::Normal, now() + hours(3));
-  Task* dischargeTomorrow = task(2, TaskType::Discharge, TaskStatus::Complete, now() + hours(24));
-  Task* requestToday = task(3, TaskType::PatientRequest, TaskStatus::Forward, now() - hours(1));
-  Task* routineYesterday = task(4, TaskType::Undefined, TaskStatus::Overdue, now() - hours(24));
-  Task* noDate = task(5, TaskType::Discharge, TaskStatus::Normal, std::nullopt);
-  Tasks all = {dischargeToday, dischargeTomorrow, nullptr, requestToday, routineYesterday, noDate};
+  // Completed discharge tasks among the discharge tasks (1 when there are none).
+  EXPECT_FLOAT_EQ(TaskStore::getPercentageTasksDone(all), 1.0f / 3.0f);
+  EXPECT_EQ(TaskStore::getPercentageTasksDone({}), 1.0f);
+  EXPECT_EQ(TaskStore::getPercentageTasksDone({all[3]}), 1.0f);
+  EXPECT_EQ(TaskStore::getPercentageTasksDone({task(6, Discharge, Overdue, now())}), 0.0f);
 
-  EXPECT_EQ(idsOf(TaskStore::tasksDueToday(all)), (std::vector<std::int64_t>{1, 3}));
-  EXPECT_EQ(idsOf(TaskStore::tasksOfType(all, TaskType::Discharge)),
-            (std::vector<std::int64_t>{1, 2, 5}));
-  EXPECT_EQ(idsOf(TaskStore::tasksOfTypeAndToday(all, TaskType::Discharge)),
-            (std::vector<std::int64_t>{1}));
-  EXPECT_EQ(idsOf(TaskStore::tasksOfStatus(all, TaskStatus::Overdue)),
-            (std::vector<std::int64_t>{4}));
-  EXPECT_TRUE(TaskStore::tasksOfStatus(all, TaskStatus::Forward).size() == 1);
   // A stored number outside the table reads as case 0.
   routineYesterday->setType(7);
-  EXPECT_EQ(idsOf(TaskStore::tasksOfType(all, TaskType::Undefined)),
-            (std::vector<std::int64_t>{4}));
+  EXPECT_EQ(idsOf(TaskStore::tasksOfType(all, Undefined)), (Ids{4}));
 }
 
 TEST_F(TaskRulesTest, LocalCommandsChangeTheRecordOnly) {
-  Task* done = task(1, TaskType::Discharge, TaskStatus::Normal, now());
+  Task* done = task(1, Discharge, Normal, now());
   int calls = 0;
   TaskStore::completeTask(done, true, [&](Task* passed) {
     ++calls;
     EXPECT_EQ(passed, done);
-    EXPECT_EQ(passed->statusEnum(), TaskStatus::Complete) << "changed before the completion";
+    EXPECT_EQ(passed->statusEnum(), Complete) << "changed before the completion";
   });
   EXPECT_EQ(calls, 1) << "synchronous";
   EXPECT_EQ(done->completedDate(), now());
 
-  Task* undone = task(2, TaskType::Discharge, TaskStatus::Complete, now());
+  Task* undone = task(2, Discharge, Complete, now());
   platform::Clock::setNowForTesting(now() + minutes(5));
   TaskStore::completeTask(undone, false);
-  EXPECT_EQ(undone->statusEnum(), TaskStatus::Normal);
+  EXPECT_EQ(undone->statusEnum(), Normal);
   EXPECT_EQ(undone->completedDate(), now()) << "stamped when reopened too";
 
   Date nine = now() - minutes(46);
-  Task* delayed = task(3, TaskType::Discharge, TaskStatus::Overdue, nine);
+  Task* delayed = task(3, Discharge, Overdue, nine);
   TaskStore::delayTask(delayed, 90, [&](Task*) { ++calls; });
   EXPECT_EQ(delayed->dueDate(), nine + minutes(90));
-  EXPECT_EQ(delayed->statusEnum(), TaskStatus::Overdue);
+  EXPECT_EQ(delayed->statusEnum(), Overdue);
   TaskStore::delayTask(delayed, -30);
   EXPECT_EQ(delayed->dueDate(), nine + minutes(60));
-  TaskStore::delayTask(delayed, std::numeric_limits<std::int64_t>::max(), [&](Task*) { ++calls; });
-  EXPECT_EQ(delayed->dueDate(), nine + minutes(60)) << "a shift no date can hold changes nothing";
-  TaskStore::delayTask(delayed, 400'000'000'000LL);
-  EXPECT_EQ(delayed->dueDate(), nine + minutes(60));
-  Task* undated = task(4, TaskType::Discharge, TaskStatus::Normal, std::nullopt);
+  // A shift no date can hold changes nothing.
+  for (std::int64_t tooFar :
+       {std::numeric_limits<std::int64_t>::max(), std::int64_t{400'000'000'000}}) {
+    TaskStore::delayTask(delayed, tooFar, [&](Task*) { ++calls; });
+    EXPECT_EQ(delayed->dueDate(), nine + minutes(60)) << tooFar;
+  }
+  Task* undated = task(4, Discharge, Normal, std::nullopt);
   TaskStore::delayTask(undated, 10);
   EXPECT_FALSE(undated->dueDate());
 
-  Task* reported = task(5, TaskType::Undefined, TaskStatus::Normal, now());
+  Task* reported = task(5, Undefined, Normal, now());
   TaskStore::reportIssueForTask(reported, "No linen", [&](Task*) { ++calls; });
-  EXPECT_EQ(reported->statusEnum(), TaskStatus::Forward);
+  EXPECT_EQ(reported->statusEnum(), Forward);
   EXPECT_EQ(reported->statusDescription(), "No linen");
-  Task* silent = task(6, TaskType::Undefined, TaskStatus::Normal, now());
+  Task* silent = task(6, Undefined, Normal, now());
   TaskStore::reportIssueForTask(silent, "");
-  EXPECT_EQ(silent->statusEnum(), TaskStatus::Forward);
-  EXPECT_EQ(calls, 4);
+  EXPECT_EQ(silent->statusEnum(), Forward);
+  EXPECT_EQ(calls, 5);
 
   TaskStore::completeTask(nullptr, true, [&](Task*) { ++calls; });
   TaskStore::delayTask(nullptr, 5, [&](Task*) { ++calls; });
   TaskStore::reportIssueForTask(nullptr, "x", [&](Task*) { ++calls; });
-  EXPECT_EQ(calls, 4) << "a null task is not passed on";
-}
-
-TEST_F(TaskRulesTest, SortByRoomIsPlainTextOrder) {
-  Patient* twelve = patient(1, "12");
-  Patient* threeA = patient(2, "3A");
-  Patient* hundredOne = patient(3, "101");
-  Patient* otherTwelve = patient(4, "12");
-  Patient* lowerB = patient(5, "b2");
-  Patient* upperB = patient(6, "B2");
-  auto sorted =
-      PatientStore::sortByRoom({twelve, threeA, nullptr, lowerB, hundredOne, otherTwelve, upperB});
-  EXPECT_EQ(idsOf(sorted), (std::vector<std::int64_t>{3, 1, 4, 2, 6, 5}));
-  EXPECT_EQ(idsOf(PatientStore::sortByRoom({patient(7, "9"), patient(8, "10")})),
-            (std::vector<std::int64_t>{8, 7}));
+  EXPECT_EQ(calls, 5) << "a null task is not passed on";
 }
 
 TEST_F(TaskRulesTest, FirstStaffMemberWithRole) {
-  auto member = [](std::int64_t id, std::optional<std::int64_t> role) {
-    auto json = role ? boost::json::object{{"id", id}, {"role", {{"id", *role}}}}
-                     : boost::json::object{{"id", id}};
-    StaffMember* made = StaffMember::create(TamberNetworking::JSON(json));
-    if (!role) made->setRole(nullptr);
-    return made;
-  };
-  std::vector<StaffMember*> team = {member(1, 3), member(2, std::nullopt), nullptr, member(3, 5),
-                                    member(4, 5)};
+  std::vector<StaffMember*> team;
+  for (const char* json : {R"({"id": 1, "role": {"id": 3}})", R"({"id": 2})", "",
+                           R"({"id": 3, "role": {"id": 5}})", R"({"id": 4, "role": {"id": 5}})"}) {
+    team.push_back(*json ? StaffMember::create(*TamberNetworking::JSON::parse(json)) : nullptr);
+  }
+  team[1]->setRole(nullptr);
   ASSERT_NE(StaffStore::firstFromStaffMembersWithRole(team, 5), nullptr);
   EXPECT_EQ(StaffStore::firstFromStaffMembersWithRole(team, 5)->id(), 3);
   EXPECT_EQ(StaffStore::firstFromStaffMembersWithRole(team, 9), nullptr);
