@@ -94,7 +94,9 @@ class EndpointsTest : public ::testing::Test {
   // The sample service over one resource per case whose content names the
   // case; remote mode uses the bundled Info.plist.
   std::unique_ptr<SampleService> serve(bool local) {
-    if (!local) EXPECT_TRUE(HostEnvironment::loadInfoPlist(bundledInfoPlist()).ok());
+    if (!local) {
+      EXPECT_TRUE(HostEnvironment::loadInfoPlist(bundledInfoPlist()).ok());
+    }
     for (const auto& row : catalogue()) {
       writeFile(resources.path() / (std::string(row.resource) + ".json"),
                 R"({"case": ")" + caseName(row) + "\"}");

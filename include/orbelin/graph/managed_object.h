@@ -102,9 +102,9 @@ class RelationshipSet {
 //
 // Faults: a save turns the objects it wrote into faults, and a merge does
 // the same to the objects another context changed. A fault has dropped its
-// attribute values (the texts and data they held are freed) and reads them from the store
-// on first use, so it shows what the file holds then; its pointer, identity
-// and loaded relationships stay. Objects with unsaved changes are never
+// attribute values (the texts and data they held are freed) and reads them
+// from the store on first use, so it shows what the file holds then; its
+// pointer, identity and loaded relationships stay. Objects with unsaved changes are never
 // faults. A fault whose row is gone reads as nil.
 //
 // Thread safety: an object follows its context. Each accessor takes the

@@ -74,8 +74,8 @@ struct PropertyRef {
   std::size_t index = 0;
 };
 
-// How to make an instance of an entity's record class: its size, and a
-// function that constructs one in memory of that size. An empty factory
+// How to make an instance of an entity's record class: sizeof the class, and
+// a function that constructs one in memory of that size. An empty factory
 // makes plain ManagedObjects. The entity allocates each object with room for
 // its attribute values behind it, so an object is one allocation.
 struct ObjectFactory {

@@ -97,7 +97,8 @@ class Value {
   bool boolValue() const;  // non-zero numbers are true
 
   // Equality of kind and content; an integer equals a double of the same
-  // numeric value, as boxed numbers compare on the phone.
+  // numeric value, as boxed numbers compare on the phone. Two integers
+  // compare exactly, also past 2^53.
   bool operator==(const Value& other) const;
 
   // A short human-readable form for diagnostics.
