@@ -57,7 +57,7 @@ bool attached(ManagedObject* object, const ManagedObjectContext* context) {
 
 ManagedObject* ManagedObjectContext::Impl::insert(const EntityDescription& entity) {
   std::unique_ptr<ManagedObject> object = entity.makeObject();
-  ObjectAccess::attach(*object, entity, owner, coordinator->nextPrimaryKey(entity));
+  ObjectAccess::attach(*object, owner, coordinator->nextPrimaryKey(entity));
   ObjectAccess::flags(*object) = detail::kInserted | detail::kRelationsLoaded;
   ManagedObject* raw = object.get();
   registered.add(std::move(object));
@@ -192,7 +192,7 @@ ManagedObject* ManagedObjectContext::Impl::registerRow(const EntityDescription& 
                                                        std::int64_t primaryKey,
                                                        const detail::RowReader& row) {
   std::unique_ptr<ManagedObject> object = entity.makeObject();
-  ObjectAccess::attach(*object, entity, owner, primaryKey);
+  ObjectAccess::attach(*object, owner, primaryKey);
   fillFromRow(object.get(), row);
   ManagedObject* raw = object.get();
   registered.add(std::move(object));

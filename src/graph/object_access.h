@@ -53,10 +53,8 @@ struct ObjectAccess {
   static void setContext(ManagedObject& o, ManagedObjectContext* c) {
     o.context_.store(c, std::memory_order_release);
   }
-  // REQUIRES: `entity` made the object.
-  static void attach(ManagedObject& o, const EntityDescription& entity, ManagedObjectContext* c,
-                     std::int64_t primaryKey) {
-    o.entity_ = &entity;
+  // REQUIRES: the object was made by its entity (which set entity_).
+  static void attach(ManagedObject& o, ManagedObjectContext* c, std::int64_t primaryKey) {
     o.context_.store(c, std::memory_order_release);
     o.primaryKey_ = primaryKey;
   }

@@ -152,7 +152,7 @@ TEST(ManagedObjectDeathTest, TwoObjectsWithOneKeyStopTheProcessInsteadOfFreeingO
   const EntityDescription& ward = *model->entity("Ward");
   auto make = [&] {
     std::unique_ptr<ManagedObject> object = ward.makeObject();
-    detail::ObjectAccess::attach(*object, ward, nullptr, 7);
+    detail::ObjectAccess::attach(*object, nullptr, 7);
     return object;
   };
   detail::Registry registry;

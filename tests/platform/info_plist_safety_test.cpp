@@ -9,6 +9,7 @@
 #include <plist/plist.h>
 
 #include "orbelin/platform/host_environment.h"
+#include "platform/plist_test_support.h"
 #include "support/test_support.h"
 
 using orbelin::platform::HostEnvironment;
@@ -160,15 +161,8 @@ TEST_F(InfoPlistSafety, DatesDataAndNegativeIntegersArriveAsPromised) {
   EXPECT_EQ(fromXml.at("Big").to_number<std::int64_t>(), INT64_MAX);
 
   // The same values through libplist's binary writer read back the same.
-  plist_t root = nullptr;
-  plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &root);
-  ASSERT_NE(root, nullptr);
-  char* bin = nullptr;
-  uint32_t length = 0;
-  plist_to_bin(root, &bin, &length);
-  std::string binary(bin, length);
-  std::free(bin);
-  plist_free(root);
+  const std::string binary = orbelin::test::binaryFromXml(xml);
+  ASSERT_FALSE(binary.empty());
   EXPECT_EQ(load("values.bplist", binary), fromXml);
 }
 

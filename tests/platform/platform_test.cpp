@@ -15,11 +15,13 @@
 #include "orbelin/platform/main_queue.h"
 #include "orbelin/platform/notification_center.h"
 #include "orbelin/platform/serial_queue.h"
+#include "platform/plist_test_support.h"
 #include "support/test_support.h"
 
 using namespace orbelin;
 using namespace orbelin::platform;
 using namespace std::chrono_literals;
+using orbelin::test::binaryFromXml;
 
 namespace {
 
@@ -247,19 +249,6 @@ TEST(HostEnvironment, PinnedClockAndDocumentsReturnToTheSystemValues) {
 
 void writeFile(const std::filesystem::path& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
-}
-
-// The XML property list rewritten by libplist as a binary one.
-std::string binaryFromXml(const std::string& xml) {
-  plist_t root = nullptr;
-  plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &root);
-  char* bin = nullptr;
-  uint32_t length = 0;
-  plist_to_bin(root, &bin, &length);
-  std::string bytes(bin, length);
-  std::free(bin);
-  plist_free(root);
-  return bytes;
 }
 
 TEST(HostEnvironment, ReadsXmlAndBinaryInfoPlistsAndRejectsOthers) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "networking/client_test.h"
 #include "networking/networking_test_support.h"
 #include "orbelin/networking/data_source_manager.h"
 #include "orbelin/platform/console.h"
@@ -16,18 +17,7 @@ std::string readFile(const std::filesystem::path& path) {
   return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 }
 
-class RestRequestTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    DataSourceManager::resetToDefaults();
-    DataSourceManager::setResourceRoot(resources.path());
-  }
-  void TearDown() override {
-    platform::MainQueue::drain();
-    DataSourceManager::resetToDefaults();
-  }
-  TempDir resources;
-};
+class RestRequestTest : public ClientTest {};
 
 TEST_F(RestRequestTest, SuffixAndURLKeepThePathAsGiven) {
   EXPECT_EQ(RestRequest::urlSuffix("a/b"), "/a/b");
