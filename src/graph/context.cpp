@@ -188,6 +188,28 @@ ManagedObject* ManagedObjectContext::Impl::materialize(const EntityDescription& 
   return result;
 }
 
+Result<std::vector<ManagedObject*>> ManagedObjectContext::Impl::storedCandidates(
+    const EntityDescription& entity, detail::RowQuery query, std::size_t limit) {
+  constexpr auto kChanged = static_cast<std::uint8_t>(detail::kUpdated | detail::kDeleted);
+  std::lock_guard storeLock(coordinator->storeMutex());
+  query.limit = limit;
+  while (true) {
+    std::vector<ManagedObject*> rows;
+    std::size_t changedRows = 0;
+    auto status =
+        store()->fetchRows(entity, query, [&](std::int64_t key, const detail::RowReader& row) {
+          ManagedObject* found = registered.find({&entity, key});
+          if (found && ObjectAccess::has(*found, detail::kFault)) fillFromRow(found, row);
+          if (found && ObjectAccess::has(*found, kChanged)) ++changedRows;
+          rows.push_back(found ? found : registerRow(entity, key, row));
+        });
+    if (!status) return status.error();
+    const std::size_t kept = rows.size() - changedRows;
+    if (limit == 0 || rows.size() != query.limit || kept >= limit) return rows;
+    query.limit += limit - kept;
+  }
+}
+
 ManagedObject* ManagedObjectContext::Impl::registerRow(const EntityDescription& entity,
                                                        std::int64_t primaryKey,
                                                        const detail::RowReader& row) {
@@ -747,8 +769,8 @@ Result<std::vector<ManagedObject*>> ManagedObjectContext::fetch(const FetchReque
   if (!store) return persistenceError(2, "The context has no persistent store to fetch from.");
 
   // Objects changed here may match where their rows do not, and the other
-  // way round: they join the rows the store returns, and a limit is left to
-  // the filter below whenever there are any.
+  // way round: they join the rows the store returns, and the filter below
+  // decides.
   auto ofEntity = [&](ManagedObject* o, std::uint8_t flag) {
     return &o->entity() == entity && attached(o, this) && ObjectAccess::has(*o, flag);
   };
@@ -762,20 +784,9 @@ Result<std::vector<ManagedObject*>> ManagedObjectContext::fetch(const FetchReque
   detail::RowQuery query;
   if (request.predicate()) query.predicate = &*request.predicate();
   query.sort = &request.sortDescriptors();
-  if (changed.empty() && inserted.empty()) query.limit = request.fetchLimit();
-
-  std::vector<ManagedObject*> candidates;
-  {
-    std::lock_guard storeLock(impl_->coordinator->storeMutex());
-    auto& registered = impl_->registered;
-    auto status =
-        store->fetchRows(*entity, query, [&](std::int64_t key, const detail::RowReader& row) {
-          ManagedObject* found = registered.find({entity, key});
-          if (found && ObjectAccess::has(*found, detail::kFault)) impl_->fillFromRow(found, row);
-          candidates.push_back(found ? found : impl_->registerRow(*entity, key, row));
-        });
-    if (!status) return status.error();
-  }
+  auto stored = impl_->storedCandidates(*entity, query, request.fetchLimit());
+  if (!stored) return stored.error();
+  std::vector<ManagedObject*> candidates = std::move(*stored);
   if (!changed.empty()) {
     std::unordered_set<ManagedObject*> seen(candidates.begin(), candidates.end());
     for (ManagedObject* o : changed)

@@ -71,6 +71,14 @@ struct ManagedObjectContext::Impl {
   ManagedObject* materialize(const EntityDescription& entity, std::int64_t primaryKey);
   ManagedObject* registerRow(const EntityDescription& entity, std::int64_t primaryKey,
                              const detail::RowReader& row);
+  // The store's rows for a fetch, as registered objects, up to `limit` (0:
+  // all) rows of objects without changes here. The rows of changed objects
+  // may leave the result, since their values in hand decide, so while some
+  // rows returned are theirs and the store may hold more, it is asked again
+  // for that many more rows: a lookup among many updated objects reads one
+  // or two rows, not every match.
+  Result<std::vector<ManagedObject*>> storedCandidates(const EntityDescription& entity,
+                                                       detail::RowQuery query, std::size_t limit);
 
   // One side of a relationship, without touching the inverse.
   void link(ManagedObject* owner, std::size_t relationship, ManagedObject* target);

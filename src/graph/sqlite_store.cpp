@@ -126,12 +126,19 @@ class SQLiteStore : public Store {
     std::string text = "SELECT " + sql(entity).rowColumns + " FROM " + tableName(entity);
     if (!where.text.empty()) text += " WHERE " + where.text;
     text += " ORDER BY " + order.value_or("Z_PK");
-    if (exact && order && query.limit > 0) text += " LIMIT " + std::to_string(query.limit);
+    // A parameter, not a literal: one cached statement serves every limit.
+    const bool limited = exact && order && query.limit > 0;
+    if (limited) text += " LIMIT ?";
     Statement* statement = cachedQuery(text);
     if (!statement) return failure("fetch " + entity.name());
     sqlite3_stmt* stmt = statement->begin();
-    for (std::size_t i = 0; i < where.parameters.size(); ++i)
-      bindValue(stmt, static_cast<int>(i) + 1, where.parameters[i]);
+    int parameter = 0;
+    for (const Value& value : where.parameters) bindValue(stmt, ++parameter, value);
+    if (limited) {
+      constexpr auto kMost = static_cast<std::size_t>(std::numeric_limits<sqlite3_int64>::max());
+      sqlite3_bind_int64(stmt, ++parameter,
+                         static_cast<sqlite3_int64>(std::min(query.limit, kMost)));
+    }
     return visitRows(stmt, entity, visit);
   }
 
