@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <boost/json.hpp>
+#include <chrono>
+#include <cstdint>
 #include <span>
 #include <utility>
 #include <vector>
@@ -17,7 +19,7 @@ namespace orbelin::graph {
 namespace {
 
 namespace fs = std::filesystem;
-using Stack = testing::SQLiteStack;
+using testing::Stack;
 
 // The same row as `object`, in another stack's context.
 ManagedObject* sameRow(Stack& stack, const ManagedObject* object) {
@@ -33,10 +35,9 @@ class FaultTest : public ::testing::Test {
     ASSERT_TRUE(stack.status.ok()) << stack.status.error().description();
     patient = stack.context.insertNewObject("Patient");
     for (const auto& [key, value] : stored) patient->setValue(key, value);
-    patient->setObject("ward", stack.context.insertNewObject("Ward"));
-    patient->object("ward")->setValue("name", "3A");
-    patient->mutableOrderedSet("tasks").add(stack.context.insertNewObject("Task"));
-    patient->objects("tasks")[0]->setValue("title", "Walk");
+    patient->setObject("ward", testing::insert(stack.context, "Ward", {{"name", "3A"}}));
+    patient->mutableOrderedSet("tasks").add(
+        testing::insert(stack.context, "Task", {{"title", "Walk"}}));
     ASSERT_TRUE(stack.context.save().ok());
   }
   // Another stack on the file changes (or, given nothing, deletes) the patient's row.
@@ -56,12 +57,16 @@ class FaultTest : public ::testing::Test {
     EXPECT_EQ(read->value("firstName"), Value(firstName));
   }
 
-  // A value of every kind; the weight is -0.0, which equals 0.0.
+  // A value of every kind, at the edges of what each column keeps: quotes
+  // that would end an SQL literal, the limits of the integers, a date before
+  // 1970 with a fraction of a second.
+  const Value name = "Eleanor \"O'Neil\"; DROP TABLE x";
   // clang-format off
   const std::vector<std::pair<const char*, Value>> stored = {
-      {"firstName", "Eleanor"}, {"age", 71}, {"acuity", 70000}, {"id", 45}, {"weight", -0.0},
-      {"isAdmitted", true}, {"birthdate", dateFromSeconds(-1234567.25)},
-      {"photo", Bytes{0, 1, 255}}, {"staffIds", boost::json::value{boost::json::array{3, 4}}}};
+      {"firstName", name}, {"age", 71}, {"acuity", 2147483647}, {"id", INT64_MIN},
+      {"weight", -2.5}, {"isAdmitted", true},
+      {"birthdate", Date(std::chrono::nanoseconds(-123456789012345678))},
+      {"photo", Bytes{0, 1, 255}}, {"staffIds", boost::json::parse(R"([4,2,9,{"k":"v"}])")}};
   // clang-format on
   test::TempDir dir;
   const fs::path file = dir.path() / "Faults.sqlite";
@@ -69,51 +74,37 @@ class FaultTest : public ::testing::Test {
   ManagedObject* patient = nullptr;
 };
 
+// Guards against faults that read back a wrong value or index, or count a read as a change.
 TEST_F(FaultTest, ASavedObjectReadsBackEveryValueAndKeepsItsRelationships) {
   ManagedObject* ward = patient->object("ward");
   EXPECT_TRUE(patient->isFault());
   EXPECT_TRUE(ward->isFault());
   EXPECT_EQ(patient->object("ward"), ward);  // pointers stay, no value read
   EXPECT_TRUE(patient->isFault());
-  EXPECT_EQ(patient->value("firstName"), Value("Eleanor"));
-  EXPECT_FALSE(patient->isFault());
   for (const auto& [key, value] : stored) EXPECT_EQ(patient->value(key), value) << key;
-  EXPECT_EQ(patient->value("isAdmitted").kind(), Value::Kind::Boolean);
-  EXPECT_TRUE(std::signbit(patient->value("weight").doubleValue()));
-  // Reading every value at once fills a fault too, each at its index.
-  ASSERT_TRUE(ward->isFault());
+  EXPECT_FALSE(patient->isFault());
   const std::size_t nameIndex = ward->entity().attributeIndex("name");
   bool read = false;
   ward->readValues([&](std::span<const Value> values) {
-    read = true;
-    ASSERT_EQ(values.size(), ward->entity().attributes().size());
-    EXPECT_EQ(values[nameIndex], Value("3A"));
+    read = values.size() == ward->entity().attributes().size() && values[nameIndex] == Value("3A");
   });
   EXPECT_TRUE(read);
   EXPECT_FALSE(ward->isFault());
-  ASSERT_EQ(patient->objects("tasks").size(), 1u);
   EXPECT_EQ(patient->objects("tasks")[0]->value("title"), Value("Walk"));
-  EXPECT_FALSE(stack.context.hasChanges());  // reading a fault changes nothing
+  EXPECT_FALSE(stack.context.hasChanges());
 
   // A fetch fills the fault it finds, and finds the object already held.
   stack.context.refreshObject(patient);
-  ASSERT_TRUE(patient->isFault());
-  FetchRequest request("Patient");
-  request.setPredicate(Predicate::equal("id", 45));
-  auto found = stack.context.fetch(request);
+  auto found = stack.context.fetch(testing::request("Patient", Predicate::equal("id", INT64_MIN)));
   ASSERT_TRUE(found.ok() && found->size() == 1u);
   EXPECT_EQ(found->front(), patient);
   EXPECT_FALSE(patient->isFault());
-  EXPECT_EQ(patient->value("firstName"), Value("Eleanor"));
 }
 
+// Guards against a fault reading a stale copy of a row others changed or deleted.
 TEST_F(FaultTest, AFaultReadsWhatOthersSavedWithOrWithoutAMergeAndNilOnceTheRowIsGone) {
   ASSERT_EQ(patient->value("age").integer(), 71);
-
-  // A second context on the same coordinator changes the patient, read
-  // here, and the ward, still a fault here; its save is merged here.
   ManagedObject* ward = patient->object("ward");
-  ASSERT_TRUE(ward->isFault());
   ManagedObjectContext other;
   other.setPersistentStoreCoordinator(stack.coordinator);
   ManagedObject* there = other.objectWithID(patient->objectID());
@@ -126,12 +117,10 @@ TEST_F(FaultTest, AFaultReadsWhatOthersSavedWithOrWithoutAMergeAndNilOnceTheRowI
   ASSERT_TRUE(other.save().ok());
   platform::NotificationCenter::defaultCenter().removeObserver(token);
   EXPECT_EQ(patient->value("age").integer(), 72);
-  EXPECT_EQ(patient->value("firstName"), Value("Eleanor"));
+  EXPECT_EQ(patient->value("firstName"), name);
   EXPECT_TRUE(ward->isFault());
   EXPECT_EQ(ward->value("name"), Value("4B"));
 
-  // Another store on the file (no merge at all): a fault reads the file.
-  ASSERT_TRUE(stack.context.save().ok());
   changeElsewhere("firstName", "Nell");
   stack.context.refreshObject(patient);
   EXPECT_EQ(patient->value("firstName"), Value("Nell"));
@@ -143,36 +132,28 @@ TEST_F(FaultTest, AFaultReadsWhatOthersSavedWithOrWithoutAMergeAndNilOnceTheRowI
   EXPECT_TRUE(patient->value("age").isNil());
 }
 
+// Guards against a change to a fault losing other values or overwriting another store's change.
 TEST_F(FaultTest, ChangesToAFaultSaveOnlyWhatChangedAndRefuseWhatAnotherStoreChanged) {
-  ASSERT_TRUE(patient->isFault());
   patient->setValue("age", 80);
-  EXPECT_TRUE(patient->isUpdated());
   stack.context.rollback();
   EXPECT_EQ(patient->value("age").integer(), 71);
-  EXPECT_EQ(patient->value("firstName"), Value("Eleanor"));
 
   patient->setValue("firstName", "Ellie");
   ASSERT_TRUE(stack.context.save().ok());
-  EXPECT_EQ(patient->value("firstName"), Value("Ellie"));
-  EXPECT_EQ(patient->value("age").integer(), 71);
   EXPECT_EQ(patient->value("photo"), Value(Bytes{0, 1, 255}));
 
-  // Writing values in place is a change like any other: the fault is filled
-  // first, the object counts as updated, and a save writes it.
+  // Writing values in place fills the fault first and counts as a change.
   stack.context.refreshObject(patient);
-  ASSERT_TRUE(patient->isFault());
   const std::size_t age = patient->entity().attributeIndex("age");
   patient->writeValues([&](std::span<Value> values) {
     EXPECT_EQ(values[age].integer(), 71);
     values[age] = 81;
   });
-  EXPECT_TRUE(patient->isUpdated());
   ASSERT_TRUE(stack.context.save().ok());
   expectStored(81, "Ellie");
 
-  // Another store changes the age this context last read as 81: changing it
-  // now would overwrite a change it never saw. Another property saves, and
-  // the age read since is the one stored.
+  // Another store changes the age last read as 81: changing it now is
+  // refused; another property saves, and the age read since is the stored one.
   ASSERT_TRUE(patient->isFault());
   changeElsewhere("age", 90);
   patient->setValue("age", 75);

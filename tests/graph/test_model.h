@@ -1,19 +1,23 @@
 #pragma once
 
 // A small hospital model shared by the graph tests: every attribute type and
-// every kind of relationship.
+// every kind of relationship; and the stacks, inserts and fetches they share.
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <filesystem>
+#include <initializer_list>
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "orbelin/graph/graph.h"
 
 namespace orbelin::graph::testing {
 
-class Ward : public ManagedObject {
- public:
-  std::string name() const { return value("name").stringValue(); }
-};
+class Ward : public ManagedObject {};
 
 class Patient : public ManagedObject {
  public:
@@ -66,18 +70,70 @@ inline std::shared_ptr<const ManagedObjectModel> hospitalModel() {
   return *addHospital(builder).build();
 }
 
-// A coordinator with one SQLite store on `file` and a context on it; `status`
-// says whether the store could be added.
-struct SQLiteStack {
-  explicit SQLiteStack(const std::filesystem::path& file,
-                       std::shared_ptr<const ManagedObjectModel> model = hospitalModel())
-      : coordinator(std::make_shared<PersistentStoreCoordinator>(std::move(model))) {
-    status = coordinator->addPersistentStore(StoreType::SQLite, file);
+// A coordinator with one store (SQLite on `file`, or in memory when `file`
+// is empty) and a context on it; `status` says whether the store was added.
+struct Stack {
+  explicit Stack(const std::filesystem::path& file = {},
+                 std::shared_ptr<const ManagedObjectModel> model = hospitalModel(),
+                 ConcurrencyType concurrency = ConcurrencyType::Confinement)
+      : coordinator(std::make_shared<PersistentStoreCoordinator>(std::move(model))),
+        context(concurrency) {
+    status = coordinator->addPersistentStore(file.empty() ? StoreType::InMemory : StoreType::SQLite,
+                                             file);
     context.setPersistentStoreCoordinator(coordinator);
   }
   std::shared_ptr<PersistentStoreCoordinator> coordinator;
   Status status;
   ManagedObjectContext context;
 };
+
+// A new object of `entity` with the given values.
+inline ManagedObject* insert(ManagedObjectContext& context, const char* entity,
+                             std::initializer_list<std::pair<const char*, Value>> values = {}) {
+  ManagedObject* object = context.insertNewObject(entity);
+  for (const auto& [key, value] : values) object->setValue(key, value);
+  return object;
+}
+
+inline FetchRequest request(const char* entity, std::optional<Predicate> predicate = {},
+                            std::vector<SortDescriptor> sort = {}, std::size_t limit = 0) {
+  FetchRequest request(entity);
+  request.setPredicate(std::move(predicate));
+  request.setSortDescriptors(std::move(sort));
+  request.setFetchLimit(limit);
+  return request;
+}
+
+// The `key` of every object fetched, as text, in fetch order; a failed
+// fetch fails the test.
+inline std::vector<std::string> fetched(ManagedObjectContext& context, const FetchRequest& request,
+                                        const char* key) {
+  auto found = context.fetch(request);
+  std::vector<std::string> result;
+  if (!found.ok()) {
+    ADD_FAILURE() << "fetch failed: " << found.error().description();
+    return result;
+  }
+  for (ManagedObject* object : *found) result.push_back(object->value(key).description());
+  return result;
+}
+
+// Runs one statement on the file with a connection of its own, as another
+// program would; gives the first column of its first row, 0 without a row,
+// or -1 when the statement fails.
+inline std::int64_t sql(const std::filesystem::path& file, const std::string& statement) {
+  sqlite3* db = nullptr;
+  sqlite3_stmt* stmt = nullptr;
+  std::int64_t result = -1;
+  if (sqlite3_open(file.c_str(), &db) == SQLITE_OK &&
+      sqlite3_prepare_v2(db, statement.c_str(), -1, &stmt, nullptr) == SQLITE_OK) {
+    const int step = sqlite3_step(stmt);
+    if (step == SQLITE_ROW) result = sqlite3_column_int64(stmt, 0);
+    if (step == SQLITE_DONE) result = 0;
+  }
+  sqlite3_finalize(stmt);
+  sqlite3_close(db);
+  return result;
+}
 
 }  // namespace orbelin::graph::testing
