@@ -97,10 +97,13 @@ TEST(SqlFetchTest, EveryOperatorSortAndLimitMatchesTheInMemoryResultWithUnsavedC
   };
   compareAll("saved");
 
-  // Unsaved: a matching insertion, a deletion, changes that move objects in
-  // and out of the predicates.
-  for (ManagedObjectContext* context : {&memory.context, &file.context}) {
+  // A matching insertion alone leaves the limit to SQL: it only adds to the rows.
+  for (ManagedObjectContext* context : {&memory.context, &file.context})
     testing::insert(*context, "Patient", {{"id", 100}, {"firstName", "Ann0"}, {"age", 1}});
+  compareAll("inserted");
+
+  // Then deletions and changes that move objects in and out of the predicates.
+  for (ManagedObjectContext* context : {&memory.context, &file.context}) {
     context->deleteObject(byId(*context, 0));
     context->deleteObject(byId(*context, 3));
     byId(*context, 8)->setValue("firstName", "Zoe1");
@@ -108,6 +111,27 @@ TEST(SqlFetchTest, EveryOperatorSortAndLimitMatchesTheInMemoryResultWithUnsavedC
     byId(*context, 13)->setValue("age", Value());
   }
   compareAll("unsaved");
+}
+
+// Guards against limited fetches that read every matching row when the
+// context has changes: an import resolving identifiers would slow down as
+// the store grows.
+TEST(SqlFetchTest, ALimitedFetchReadsOnlyTheRowsItCanKeep) {
+  test::TempDir dir;
+  testing::Stack file(dir.path() / "Limit.sqlite");
+  fill(file.context);
+  ASSERT_TRUE(file.context.save().ok());
+  ManagedObjectContext fresh;
+  fresh.setPersistentStoreCoordinator(file.coordinator);
+  testing::insert(fresh, "Patient", {{"age", 1}});
+  const FetchRequest firstAdult = testing::request("Patient", P::greater("age", 17), {}, 1);
+  auto adults = fresh.fetch(firstAdult);
+  ASSERT_TRUE(adults.ok() && adults->size() == 1);
+  EXPECT_EQ(fresh.registeredCount(), 2u);
+  // A changed object that no longer matches costs one row more.
+  adults->front()->setValue("age", 2);
+  EXPECT_EQ(fetched(fresh, firstAdult, "id").size(), 1u);
+  EXPECT_EQ(fresh.registeredCount(), 3u);
 }
 
 // Guards against identifier lookups scanning the table, in new and in older files.

@@ -646,14 +646,12 @@ TEST_F(EntitiesPersistenceTest, EveryPropertyOfEveryEntitySurvivesAReopenAndAnot
     ObjectStore reader;
     expectEveryProperty(reader);
   }
-  test::ChildProcess child("EntitiesReopenChild.ReadsBackWhatTheParentWrote",
-                           {{"ORBELIN_MODEL2_REOPEN_DIR", documents.path().string()}});
-  ASSERT_TRUE(child.started());
+  test::ChildProcess child("EntitiesReopenChild.ReadsBackWhatTheParentWrote", documents.path());
   EXPECT_EQ(child.wait(), 0) << "the reading process found a difference (its output above)";
 }
 
 TEST(EntitiesReopenChild, ReadsBackWhatTheParentWrote) {
-  const char* directory = std::getenv("ORBELIN_MODEL2_REOPEN_DIR");
+  const char* directory = std::getenv(test::kChildDocuments);
   if (directory == nullptr) GTEST_SKIP() << "run by EntitiesPersistenceTest";
   platform::HostEnvironment::setDocumentsDirectory(std::filesystem::path(directory));
   ObjectStore reader;
