@@ -19,12 +19,14 @@ struct PathCall : TamberNetworking::DataSourceRequest, TamberNetworking::Request
   std::string path;
   std::string method = "GET";
   std::optional<std::string> body;
+  TamberNetworking::HeaderFields headers;
   std::string resource = "allTasks";
 
   TamberNetworking::URLRequest urlRequestWithBaseURLString(
       std::optional<std::string> base) const override {
     TamberNetworking::URLRequest request(base.value_or("") + path, method);
     request.body = body;
+    request.headers = headers;
     return request;
   }
   TamberNetworking::Response responseForURLRequest(
@@ -45,6 +47,7 @@ inline PathCall pathCall(std::string path, std::string method = "GET",
 class ClientTest : public ::testing::Test {
  protected:
   using DataSourceManager = TamberNetworking::DataSourceManager;
+  using RequestPtr = std::shared_ptr<TamberNetworking::Request>;
   enum Check { kAnyStatus, kValidated };
 
   void SetUp() override {
@@ -57,31 +60,49 @@ class ClientTest : public ::testing::Test {
   }
   // A sample service serving `resources`, checked to run.
   std::unique_ptr<SampleService> start(SampleService::Options options = {}) {
-    auto service =
+    auto started =
         std::make_unique<SampleService>(resources.path(), bundledInfoPlist(), std::move(options));
-    EXPECT_TRUE(service->running()) << service->failure();
-    return service;
+    EXPECT_TRUE(started->running()) << started->failure();
+    return started;
   }
   static void use(const SampleService& service) {
     DataSourceManager::setBaseURLString(service.baseUrl());
     DataSourceManager::setLocalMode(false);
   }
-  // Sends `call` and waits for its one delivery, as JSON or as text.
-  static Outcome json(const PathCall& call, Check check = kAnyStatus) {
+  // Starts the fixture's service once and points the manager at it in remote mode.
+  SampleService& remote() {
+    if (!service) service = start();
+    use(*service);
+    return *service;
+  }
+  // Waits for the one delivery of `request`, as JSON or as text.
+  static Outcome json(const RequestPtr& request) {
     Outcome outcome;
-    checked(call, check)->responseJSON(outcome.jsonHandler());
+    request->responseJSON(outcome.jsonHandler());
     return waited(outcome);
   }
-  static Outcome text(const PathCall& call, Check check = kAnyStatus) {
+  // Hands a text handler to `send`, for calls that take one, and waits likewise.
+  template <typename Send>
+  static Outcome delivered(Send send) {
     Outcome outcome;
-    checked(call, check)->responseString(outcome.stringHandler());
+    send(outcome.stringHandler());
     return waited(outcome);
+  }
+  static Outcome text(const RequestPtr& request) {
+    return delivered([&](auto handler) { request->responseString(handler); });
+  }
+  static Outcome json(const PathCall& call, Check check = kAnyStatus) {
+    return json(checked(call, check));
+  }
+  static Outcome text(const PathCall& call, Check check = kAnyStatus) {
+    return text(checked(call, check));
   }
 
   TempDir resources;
+  std::unique_ptr<SampleService> service;
 
  private:
-  static std::shared_ptr<TamberNetworking::Request> checked(const PathCall& call, Check check) {
+  static RequestPtr checked(const PathCall& call, Check check) {
     auto request = DataSourceManager::request(call);
     return check == kValidated ? request->validate() : request;
   }

@@ -3,9 +3,9 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <boost/json/parse.hpp>
 
 #include "orbelin/networking/json.h"
-#include "orbelin/networking/parameter_encoding.h"
 #include "orbelin/text/json_reader.h"
 #include "orbelin/text/json_text.h"
 
@@ -13,25 +13,19 @@ using TamberNetworking::JSON;
 
 namespace {
 
-// Texts that Boost.JSON 1.81's own parser reads one unit in the last place off.
-constexpr const char* kHardNumbers[] = {"-458.15974160320667", "-0.00011420839937465539",
-                                        "-1.2851037045928471", "-504.46779388291236"};
-
+// Texts that Boost.JSON 1.81's own parser reads one unit in the last place
+// off: both readers must round them correctly and write them back unchanged.
 TEST(JSONNumbers, ReadCorrectlyRoundedAndWrittenBackUnchanged) {
-  for (const char* number : kHardNumbers) {
+  for (const char* number : {"-458.15974160320667", "-0.00011420839937465539",
+                             "-1.2851037045928471", "-504.46779388291236"}) {
     std::string text = std::string(R"({"v":)") + number + "}";
     auto parsed = JSON::parse(text);
     ASSERT_TRUE(parsed.ok()) << number;
-    EXPECT_EQ(parsed->operator[]("v").doubleValue(), std::stod(number)) << number;
-    // Written back in the shortest form, which reads back as the same double.
+    EXPECT_EQ((*parsed)["v"].doubleValue(), std::stod(number)) << number;
     std::string shortest = R"({"v":)";
     orbelin::text::appendJsonNumber(shortest, std::stod(number));
     shortest += "}";
     EXPECT_EQ(orbelin::text::jsonString(parsed->raw()), shortest);
-    auto reread = JSON::parse(shortest);
-    ASSERT_TRUE(reread.ok());
-    EXPECT_EQ((*reread)["v"].doubleValue(), std::stod(number));
-
     auto dictionary = orbelin::text::json(text);
     ASSERT_TRUE(dictionary) << number;
     EXPECT_EQ(orbelin::text::jsonString(*dictionary), shortest);
@@ -44,6 +38,8 @@ TEST(JSONNumbers, ReadCorrectlyRoundedAndWrittenBackUnchanged) {
   EXPECT_EQ((*parsed)[2].doubleValue(), 18446744073709551616.0);
 }
 
+// A number beyond a double's range must be refused, not read as infinity
+// that no writer could put back.
 TEST(JSONNumbers, BeyondADoublesRangeIsInvalidAndNothingReadIsUnwritable) {
   for (const char* text : {R"({"id":1e309})", R"({"id":-2e400})", R"([1.8e308])"}) {
     EXPECT_FALSE(JSON::parse(text).ok()) << text;
@@ -56,43 +52,35 @@ TEST(JSONNumbers, BeyondADoublesRangeIsInvalidAndNothingReadIsUnwritable) {
   auto parsed = JSON::parse(R"({"id":0e309,"tiny":-1e-400,"max":1.7976931348623157e308})");
   ASSERT_TRUE(parsed.ok());
   EXPECT_EQ((*parsed)["id"].intValue(), 0);
-  EXPECT_EQ((*parsed)["id"].doubleValue(), 0.0);
   EXPECT_TRUE(std::signbit((*parsed)["tiny"].doubleValue()));
-  EXPECT_EQ((*parsed)["max"].doubleValue(), std::numeric_limits<double>::max());
   EXPECT_EQ(orbelin::text::jsonString(parsed->raw()),
             R"({"id":0,"tiny":-0,"max":1.7976931348623157e+308})");
 }
 
+// Converting a non-finite or huge double to an integer is undefined in C++;
+// intValue() must clamp or answer 0 instead.
 TEST(JSONNumbers, IntValueOfNonFiniteOrHugeNumbersNeverMisbehaves) {
-  JSON nan{boost::json::value(std::nan(""))};
-  JSON inf{boost::json::value(std::numeric_limits<double>::infinity())};
-  JSON minusInf{boost::json::value(-std::numeric_limits<double>::infinity())};
-  EXPECT_EQ(nan.intValue(), 0);
-  EXPECT_EQ(inf.intValue(), 0);
-  EXPECT_EQ(minusInf.intValue(), 0);
-
-  auto parsed = JSON::parse(R"([1e300, -1e300, 12.9, -12.9])");
-  ASSERT_TRUE(parsed.ok());
-  EXPECT_EQ((*parsed)[0].intValue(), std::numeric_limits<std::int64_t>::max());
-  EXPECT_EQ((*parsed)[1].intValue(), std::numeric_limits<std::int64_t>::min());
-  EXPECT_EQ((*parsed)[2].intValue(), 12);
-  EXPECT_EQ((*parsed)[3].intValue(), -12);
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const std::pair<double, std::int64_t> cases[] = {
+      {std::nan(""), 0},
+      {kInfinity, 0},
+      {-kInfinity, 0},
+      {1e300, std::numeric_limits<std::int64_t>::max()},
+      {-1e300, std::numeric_limits<std::int64_t>::min()},
+      {12.9, 12},
+      {-12.9, -12}};
+  for (const auto& [number, expected] : cases) {
+    EXPECT_EQ(JSON{boost::json::value(number)}.intValue(), expected) << number;
+  }
 }
 
-TEST(JSONNumbers, RequestBodiesSpellNumbersAsPeopleDo) {
-  auto encoded = TamberNetworking::ParameterEncoding::JSON.encodeRequest(
-      TamberNetworking::URLRequest("http://h/x", "POST"),
-      boost::json::object{{"weight", 71.5}, {"dose", 0.0001}, {"count", 100000.0}});
-  EXPECT_EQ(encoded.body, R"({"weight":71.5,"dose":0.0001,"count":100000})");
-}
-
+// The reader takes exactly one value within the depth limit.
 TEST(JSONNumbers, ReaderRefusesWhatIsNotExactlyOneValue) {
   EXPECT_FALSE(orbelin::text::readJsonValue("", 8));
   EXPECT_FALSE(orbelin::text::readJsonValue("1 2", 8));
   EXPECT_FALSE(orbelin::text::readJsonValue("[[[[1]]]]", 3));
-  EXPECT_TRUE(orbelin::text::readJsonValue("[[[1]]]", 3));
-  EXPECT_EQ(*orbelin::text::readJsonValue(R"( {"a":[1,"x",null,true]} )", 8),
-            boost::json::value({{"a", boost::json::array{1, "x", nullptr, true}}}));
+  const std::string deepest = R"([[{"a":"x","b":null,"c":true,"d":-1.5}]])";
+  EXPECT_EQ(*orbelin::text::readJsonValue(" " + deepest + " ", 3), boost::json::parse(deepest));
 }
 
 }  // namespace

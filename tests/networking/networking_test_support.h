@@ -20,6 +20,9 @@ struct Outcome {
   std::optional<std::string> text;
   std::optional<Error> error;
 
+  // The delivered error's code; 0 when no error was delivered.
+  long errorCode() const { return error ? error->code() : 0; }
+
   TamberNetworking::Request::JSONHandler jsonHandler() {
     return [this](auto sent, auto reply, TamberNetworking::JSON value, auto failure) {
       ++calls;

@@ -1,19 +1,16 @@
-#include <thread>
-
 #include <gtest/gtest.h>
 #include <boost/json/parse.hpp>
 
-#include "networking/networking_test_support.h"
-#include "orbelin/networking/data_source_manager.h"
+#include "networking/client_test.h"
 #include "orbelin/platform/console.h"
 #include "orbelin/rest/response.h"
 #include "orbelin/rest/rest_api.h"
 #include "orbelin/rest/rest_api_util.h"
-#include "support/sample_service.h"
+#include "orbelin/rest/rest_request.h"
 
 using namespace orbelin;
 using namespace orbelin::test;
-using TamberNetworking::DataSourceManager;
+using Resource = TamberNetworking::Response;
 
 namespace {
 
@@ -22,57 +19,98 @@ struct Getter {
   void (RestApi::*get)(const std::string&, RestHandler);
   const char* id;
   const char* path;
-  const char* text;
 };
 const Getter kGetters[] = {
-    {&RestApi::getPatient, "7", "hospital/patients/patient.7",
-     R"({"entityName": "Patient", "patientId": "7"})"},
-    {&RestApi::getInformationBooklet, "3", "hospital/informationBooklets/informationBooklet.3",
-     R"({"entityName": "InformationBooklet", "bookletId": "3"})"},
-    {&RestApi::getStaffMember, "5", "hospital/staffMembers/staffMember.5",
-     R"({"entityName": "StaffMember", "staffId": "5"})"},
+    {&RestApi::getPatient, "7", "hospital/patients/patient.7"},
+    {&RestApi::getInformationBooklet, "3", "hospital/informationBooklets/informationBooklet.3"},
+    {&RestApi::getStaffMember, "5", "hospital/staffMembers/staffMember.5"},
 };
 
-// The sample service over resources the fixture writes, one per record kind.
-class RestApiTest : public ::testing::Test {
+// What the fixture writes at `path`.
+std::string recordAt(const std::string& path) {
+  return R"({"at": ")" + path + "\"}";
+}
+
+// Remote mode on a sample service over one resource per record kind.
+class RestApiTest : public ClientTest {
  protected:
   void SetUp() override {
-    for (const Getter& getter : kGetters)
-      writeFile(resources.path() / (std::string(getter.path) + ".json"), getter.text);
-    service = std::make_unique<SampleService>(resources.path(), bundledInfoPlist());
-    ASSERT_TRUE(service->running()) << service->failure();
-    useService();
+    ClientTest::SetUp();
+    for (const Getter& getter : kGetters) {
+      writeFile(resources.path() / (std::string(getter.path) + ".json"), recordAt(getter.path));
+    }
+    remote();
   }
-  // Remote mode on the service, with the default headers of a new manager.
-  void useService() {
-    DataSourceManager::resetToDefaults();
-    DataSourceManager::setResourceRoot(resources.path());
-    DataSourceManager::setBaseURLString(service->baseUrl());
-    DataSourceManager::setLocalMode(false);
-  }
-  void TearDown() override {
-    platform::MainQueue::drain();
-    DataSourceManager::resetToDefaults();
-  }
-  TempDir resources;
-  std::unique_ptr<SampleService> service;
 };
 
+// The path goes after the base URL as given, with one "/" added only when it
+// lacks one; a write carries its body bytes when they are UTF-8 text (empty
+// included), and no body otherwise.
+TEST(RestRequest, URLMethodAndBodyAreBuiltAsGiven) {
+  const std::string utf8 = "{\"name\":\"Zo\xC3\xAB\",\"n\":1}";
+  const std::pair<RestRequest, std::string> cases[] = {
+      {RestRequest::GET(""), "GET http://h/ (no body)"},
+      {RestRequest::GET("list?ward=3"), "GET http://h/list?ward=3 (no body)"},
+      {RestRequest::POST("p", std::nullopt), "POST http://h/p (no body)"},
+      {RestRequest::POST("p", utf8), "POST http://h/p " + utf8},
+      {RestRequest::PUT("/p", std::string()), "PUT http://h/p "},
+      {RestRequest::PUT("p", std::string("\xFF\xFE")), "PUT http://h/p (no body)"}};
+  for (const auto& [request, expected] : cases) {
+    auto built = request.urlRequestWithBaseURLString("http://h");
+    EXPECT_EQ(built.method + " " + built.url + " " + built.body.value_or("(no body)"), expected);
+    EXPECT_TRUE(built.headers.empty()) << "the manager adds the headers, not the request";
+  }
+  // Nothing is normalised: a trailing "/" of the base stays, an absent base is "".
+  EXPECT_EQ(RestRequest::GET("x").urlRequestWithBaseURLString("http://h/").url, "http://h//x");
+  EXPECT_EQ(RestRequest::GET("x").urlRequestWithBaseURLString(std::nullopt).url, "/x");
+}
+
+// Locally every method reads the resource its path names (leading "/" dropped,
+// a query folded into the name), logs what it would have sent, and neither
+// writes nor sends anything.
+TEST_F(RestApiTest, LocalModeReadsThePathsResourceUnderTheRootAndWritesNothing) {
+  const std::string record = recordAt("hospital/patients/patient.7");
+  writeFile(resources.path() / "list_ward_3_bed_2.json", R"({"list": true})");
+  auto files = [this] {
+    return std::distance(std::filesystem::recursive_directory_iterator(resources.path()), {});
+  };
+  const auto before = files();
+  DataSourceManager::setLocalMode(true);
+  platform::ConsoleCapture console;
+
+  const std::pair<RestRequest, std::string> found[] = {
+      {RestRequest::GET("hospital/patients/patient.7"), record},
+      {RestRequest::GET("/hospital/patients/patient.7"), record},
+      {RestRequest::PUT("//hospital/patients/patient.7", R"({"patientId":"8"})"), record},
+      {RestRequest::POST("hospital/patients/patient.7", std::nullopt), record},
+      {RestRequest::GET("list?ward=3&bed=2"), R"({"list": true})"}};
+  for (const auto& [request, expected] : found) {
+    Outcome outcome = text(request.execute());
+    EXPECT_TRUE(outcome.onMainThread);
+    EXPECT_FALSE(outcome.error) << outcome.error->description();
+    EXPECT_EQ(outcome.text.value_or(""), expected);
+  }
+  EXPECT_EQ(console.lines(),
+            (std::vector<std::string>{"file url = hospital/patients/patient.7",
+                                      "file url = /hospital/patients/patient.7",
+                                      "LOCAL PUT\n Optional(\"{\"patientId\":\"8\"}\")",
+                                      "LOCAL POST\n nil", "file url = list_ward_3_bed_2"}));
+
+  EXPECT_EQ(Resource().withResource("hospital/patients/patient.7", "json").data(), record);
+  EXPECT_EQ(files(), before) << "no file was added";
+  EXPECT_TRUE(service->requests().empty());
+}
+
+// Each getter reaches its own record's path, logs the call and delivers the
+// text once on the main queue.
 TEST_F(RestApiTest, EachRecordIsFetchedAtItsPathAndDeliveredAsText) {
   platform::ConsoleCapture console;
   std::vector<std::string> lines, paths;
   for (const Getter& getter : kGetters) {
-    Outcome outcome;
-    (restAPI().*getter.get)(getter.id, outcome.stringHandler());
-    ASSERT_TRUE(outcome.wait());
-    EXPECT_EQ(outcome.calls, 1);
+    Outcome outcome = delivered([&](auto handler) { (restAPI().*getter.get)(getter.id, handler); });
     EXPECT_TRUE(outcome.onMainThread);
     EXPECT_FALSE(outcome.error);
-    EXPECT_EQ(outcome.text, getter.text);
-    ASSERT_TRUE(outcome.response && outcome.request);
-    EXPECT_EQ(outcome.response->statusCode, 200);
-    EXPECT_EQ(outcome.request->method + " " + outcome.request->url,
-              "GET " + service->baseUrl() + "/" + getter.path);
+    EXPECT_EQ(outcome.text, recordAt(getter.path));
     lines.push_back(std::string("GET ") + getter.path);
     paths.push_back(std::string("/") + getter.path);
   }
@@ -82,18 +120,19 @@ TEST_F(RestApiTest, EachRecordIsFetchedAtItsPathAndDeliveredAsText) {
   EXPECT_EQ(console.lines(), lines);
 }
 
+// Writes send compact JSON, and from then on every request carries the JSON
+// content type.
 TEST_F(RestApiTest, WritesSendCompactJSONAndContentTypeFollowsEveryLaterRequest) {
   const std::string path = "hospital/patients/patient.7";
-  Outcome before;
-  RestApiUtil::GET(path, before.stringHandler());
-  ASSERT_TRUE(before.wait());
+  delivered([&](auto handler) { RestApiUtil::GET(path, handler); });
 
   // A POST or PUT sets the header before it looks at the body; an absent
   // body, or one JSON text cannot hold, sends nothing and never calls back.
   int calls = 0;
   auto counting = [&calls](auto, auto, auto, auto) { ++calls; };
   for (auto* write : {&RestApiUtil::POST, &RestApiUtil::PUT}) {
-    useService();
+    DataSourceManager::resetToDefaults();
+    use(*service);
     ASSERT_EQ(DataSourceManager::defaultHeaders().value("Content-Type"), std::nullopt);
     write(path, std::nullopt, counting);
     EXPECT_EQ(DataSourceManager::defaultHeaders().value("Content-Type"), "application/json");
@@ -105,13 +144,13 @@ TEST_F(RestApiTest, WritesSendCompactJSONAndContentTypeFollowsEveryLaterRequest)
   const std::string compact =
       R"({"entityName":"Patient","patientId":"7","weight":71.5,"notes":["a","b"]})";
   platform::ConsoleCapture console;
-  Outcome put, post, after;
-  RestApiUtil::PUT("/" + path, boost::json::parse(compact).as_object(), put.stringHandler());
-  ASSERT_TRUE(put.wait());
-  RestApiUtil::POST("hospital/patients/patient.8", boost::json::object{}, post.stringHandler());
-  ASSERT_TRUE(post.wait());
-  RestApiUtil::GET(path, after.stringHandler());
-  ASSERT_TRUE(after.wait());
+  Outcome put = delivered([&](auto handler) {
+    RestApiUtil::PUT("/" + path, boost::json::parse(compact).as_object(), handler);
+  });
+  delivered([&](auto handler) {
+    RestApiUtil::POST("hospital/patients/patient.8", boost::json::object{}, handler);
+  });
+  delivered([&](auto handler) { RestApiUtil::GET(path, handler); });
   EXPECT_EQ(calls, 0);
   EXPECT_EQ(console.lines(), (std::vector<std::string>{"PUT /hospital/patients/patient.7",
                                                        "POST hospital/patients/patient.8",
@@ -131,41 +170,20 @@ TEST_F(RestApiTest, WritesSendCompactJSONAndContentTypeFollowsEveryLaterRequest)
   EXPECT_EQ(put.text, compact) << "the reply to the write";
 }
 
-// The caller of the client sees the error the library delivered: a fault of
-// the service, or a record it does not have (404, whose body comes along).
+// The caller sees the error the library delivered: a fault of the service,
+// or a record it does not have (404), with the reply's body.
 TEST_F(RestApiTest, FailuresReachTheCallerUnchanged) {
-  struct Fault {
-    boost::json::object setting;
-    const char* id;
-    int status;  // 0: no reply
-  };
-  // Two drops: libcurl retries once on a kept-alive connection that died.
-  const std::vector<Fault> faults = {
-      {{{"status", 500}}, "7", 500}, {{{"drop", true}, {"count", 2}}, "7", 0}, {{}, "404", 404}};
-  for (const auto& fault : faults) {
-    SCOPED_TRACE(fault.status);
-    ASSERT_TRUE(service->reset());
-    if (!fault.setting.empty()) {
-      ASSERT_TRUE(service->setFault(fault.setting));
-    }
-    Outcome outcome;
-    restAPI().getPatient(fault.id, outcome.stringHandler());
-    ASSERT_TRUE(outcome.wait());
-    EXPECT_EQ(outcome.calls, 1);
+  ASSERT_TRUE(service->setFault({{"status", 500}}));
+  for (const auto& [id, status] : {std::pair{"7", "500"}, std::pair{"404", "404"}}) {
+    Outcome outcome = delivered([&](auto handler) { restAPI().getPatient(id, handler); });
+    EXPECT_EQ(outcome.errorCode(), TamberNetworking::Request::kStatusCodeValidationFailed) << id;
     ASSERT_TRUE(outcome.error);
-    EXPECT_EQ(outcome.error->domain(),
-              fault.status ? error_domain::kNetworking : error_domain::kURL);
-    EXPECT_EQ(outcome.error->code(), fault.status
-                                         ? TamberNetworking::Request::kStatusCodeValidationFailed
-                                         : TamberNetworking::Request::kNetworkConnectionLost);
-    EXPECT_EQ(outcome.response.has_value(), fault.status != 0);
-    if (!fault.status || !outcome.response) continue;
-    EXPECT_EQ(outcome.error->userInfoValue(Error::kStatusCodeKey), std::to_string(fault.status));
-    EXPECT_EQ(outcome.response->statusCode, fault.status);
-    EXPECT_TRUE(outcome.text.has_value());
+    EXPECT_EQ(outcome.error->userInfoValue(Error::kStatusCodeKey), status);
+    EXPECT_TRUE(outcome.text.has_value()) << id;
   }
 }
 
+// Only a text "Authorization" inside "response" is the token.
 TEST(RestResponseTest, TheTokenIsReadFromResponseAuthorization) {
   for (const auto& [text, token] : std::vector<std::pair<const char*, const char*>>{
            {R"({"response": {"Authorization": "Bearer abc", "other": 1}})", "Bearer abc"},
@@ -177,16 +195,6 @@ TEST(RestResponseTest, TheTokenIsReadFromResponseAuthorization) {
         << text;
   }
   EXPECT_EQ(Response::authenticationTokenFromJSON(TamberNetworking::JSON()), "");
-}
-
-TEST(RestClientTest, OneSharedClientAlsoWhenThreadsRace) {
-  std::vector<RestApi*> seen(8, nullptr);
-  std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < seen.size(); ++i)
-    threads.emplace_back([&seen, i] { seen[i] = &restAPI(); });
-  for (auto& thread : threads) thread.join();
-  for (RestApi* client : seen) EXPECT_EQ(client, &restAPI());
-  EXPECT_NE(dynamic_cast<RestApiImpl*>(&restAPI()), nullptr);
 }
 
 }  // namespace
