@@ -1,6 +1,4 @@
-#include <set>
 #include <string>
-#include <unordered_set>
 
 #include "orbelin/graph/model_catalog.h"
 #include "records/records_fixture.h"
@@ -8,83 +6,15 @@
 namespace orbelin::test {
 namespace {
 
-TEST(FirstGenerationModelTest, FifteenEntitiesByTheirRecordNames) {
-  auto model = buildFirstGenerationModel();
-  ASSERT_NE(model, nullptr);
-  std::set<std::string> names;
-  for (const auto& entity : model->entities()) names.insert(entity->name());
-  EXPECT_EQ(names, (std::set<std::string>{"Patient", "Task", "TaskSummary", "StaffMember",
-                                          "StaffSummary", "Shift", "Room", "Role", "UserAppInfo",
-                                          "Notification", "Allergy", "Barrier", "Diagnosis",
-                                          "Medication", "MedicalProblem"}));
-}
-
-TEST(FirstGenerationModelTest, InversePairsAndCardinality) {
-  auto model = buildFirstGenerationModel();
-  ASSERT_NE(model, nullptr);
-  auto inverse = [&](const char* entity, const char* relationship) {
-    const auto* r = model->entity(entity)->relationship(relationship);
-    return r && r->inverse ? r->destinationName + "." + r->inverse->name : std::string("none");
-  };
-  EXPECT_EQ(inverse("Role", "staffMembers"), "StaffMember.role");
-  EXPECT_EQ(inverse("Shift", "staffMembers"), "StaffMember.shifts");
-  EXPECT_EQ(inverse("UserAppInfo", "staffMember"), "StaffMember.userInfo");
-  EXPECT_EQ(inverse("UserAppInfo", "tasks"), "Task.userInfo");
-  EXPECT_EQ(inverse("UserAppInfo", "notification"), "Notification.userInfo");
-  EXPECT_EQ(inverse("UserAppInfo", "patients"), "Patient.userInfos");
-  EXPECT_EQ(inverse("Room", "patient"), "Patient.room");
-  EXPECT_EQ(inverse("Diagnosis", "patients"), "Patient.diagnoses");
-  EXPECT_EQ(inverse("Medication", "patients"), "Patient.medications");
-  EXPECT_EQ(inverse("Allergy", "patients"), "Patient.allergies");
-  EXPECT_EQ(inverse("Barrier", "patients"), "Patient.barriers");
-  EXPECT_EQ(inverse("MedicalProblem", "patients"), "Patient.medicalProblems");
-  // A task keeps its own nested patient.
-  EXPECT_EQ(inverse("Task", "patient"), "none");
-  EXPECT_EQ(inverse("Patient", "tasks"), "none");
-  EXPECT_FALSE(model->entity("MedicalProblem")->relationship("patients")->toMany);
-  EXPECT_TRUE(model->entity("Allergy")->relationship("patients")->toMany);
-  EXPECT_FALSE(model->entity("Patient")->relationship("room")->toMany);
-}
-
+// A second registration must not replace the model the shared stack loaded.
 TEST(FirstGenerationModelTest, SharedStackCarriesTheModel) {
   registerFirstGenerationModel();
-  registerFirstGenerationModel();  // once only
+  registerFirstGenerationModel();
   auto model = CoreDataStack::sharedInstance().managedObjectModel();
   ASSERT_NE(model, nullptr);
-  ASSERT_NE(model->entity("Patient"), nullptr);
   EXPECT_EQ(model, graph::ModelCatalog::model(CoreDataStack::kModelName));
-  EXPECT_EQ(Patient::fetchRequest().entityName(), "Patient");
   EXPECT_EQ(Medication::fetchRequest().entityName(), "Medication");
-  EXPECT_EQ(UserAppInfo::fetchRequest().entityName(), "UserAppInfo");
-  EXPECT_EQ(Patient::fetchRequest().predicate().has_value(), false);
-  EXPECT_TRUE(Task::fetchRequest().sortDescriptors().empty());
 }
-
-TEST(EnumerationTest, RawValuesLabelsAndHashing) {
-  EXPECT_EQ(fromRawValue<DischargeStatus>(1), DischargeStatus::InToday);
-  EXPECT_EQ(fromRawValue<DischargeStatus>(3), std::nullopt);
-  EXPECT_EQ(fromRawValue<DischargeStatus>(-1), std::nullopt);
-  EXPECT_EQ(fromRawValue<TaskType>(2), TaskType::PatientRequest);
-  EXPECT_EQ(fromRawValue<TaskType>(3), std::nullopt);
-  EXPECT_EQ(fromRawValue<TaskStatus>(3), TaskStatus::Overdue);
-  EXPECT_EQ(fromRawValue<TaskStatus>(4), std::nullopt);
-  EXPECT_EQ(fromRawValue<NotificationType>(3), NotificationType::HospitalAlert);
-  EXPECT_EQ(fromRawValue<NotificationStatus>(2), std::nullopt);
-  EXPECT_EQ(rawValue(TaskStatus::Forward), 2);
-  EXPECT_EQ(label(NotificationType::Undefined), "Undefined");
-  EXPECT_EQ(label(NotificationType::LabStatus), "Lab Status");
-  EXPECT_EQ(label(NotificationType::EquipmentAlert), "Equipment Alert");
-  EXPECT_EQ(label(NotificationType::HospitalAlert), "Hospital Alert");
-  std::unordered_set<DischargeStatus> statuses{DischargeStatus::InToday, DischargeStatus::InToday,
-                                               DischargeStatus::InThePast};
-  EXPECT_EQ(statuses.size(), 2u);
-}
-
-}  // namespace
-}  // namespace orbelin::test
-
-namespace orbelin::test {
-namespace {
 
 template <typename R>
 using TextGetter = std::string (R::*)() const;
@@ -95,7 +25,8 @@ using DateGetter = OptionalDate (R::*)() const;
 
 // Each value is set under its attribute's model name (as predicates, sorts
 // and key-value access reach it) and must come back from the accessor of
-// that name, with no two names sharing a slot.
+// that name, with no two names sharing a slot. The accessors are generated
+// from one table, so a few entities of each kind of member stand for all.
 template <typename R>
 void expectNamed(R& record, std::initializer_list<std::pair<const char*, TextGetter<R>>> texts,
                  std::initializer_list<std::pair<const char*, IntegerGetter<R>>> integers = {},
@@ -110,6 +41,7 @@ void expectNamed(R& record, std::initializer_list<std::pair<const char*, TextGet
   for (auto [name, get] : dates) EXPECT_EQ((record.*get)(), dateFromSeconds(++number)) << name;
 }
 
+// Guards accessors that read or write another attribute than their name says.
 TEST_F(RecordsTest, AccessorsReachTheAttributesOfTheirModelNames) {
   using P = Patient;
   auto* patient = Patient::create(json("{}"));
@@ -140,39 +72,12 @@ TEST_F(RecordsTest, AccessorsReachTheAttributesOfTheirModelNames) {
                     {{"createdDate", &Task::createdDate},
                      {"completedDate", &Task::completedDate},
                      {"dueDate", &Task::dueDate}});
-  using TS = TaskSummary;
-  expectNamed<TS>(*TaskSummary::create(json("{}")), {},
-                  {{"open", &TS::open},
-                   {"completed", &TS::completed},
-                   {"patientId", &TS::patientId},
-                   {"overdue", &TS::overdue},
-                   {"id", &TS::id}});
   using N = Notification;
   auto* notification = Notification::create(json("{}"));
   expectNamed<N>(*notification, {{"text", &N::text}},
                  {{"id", &N::id}, {"type", &N::type}, {"status", &N::status}},
                  {{"date", &N::date}});
-  using SM = StaffMember;
   auto* member = StaffMember::create(json("{}"));
-  expectNamed<SM>(*member,
-                  {{"firstName", &SM::firstName},
-                   {"lastName", &SM::lastName},
-                   {"image", &SM::image},
-                   {"phoneNumber", &SM::phoneNumber}},
-                  {{"id", &SM::id}, {"shiftId", &SM::shiftId}});
-  using SS = StaffSummary;
-  expectNamed<SS>(*StaffSummary::create(json("{}")), {},
-                  {{"staffId", &SS::staffId},
-                   {"completedTasks", &SS::completedTasks},
-                   {"remainingTasks", &SS::remainingTasks},
-                   {"reportedIssues", &SS::reportedIssues},
-                   {"id", &SS::id}});
-  expectNamed<Role>(*Role::create(json("{}")), {{"label", &Role::label}}, {{"id", &Role::id}});
-  expectNamed<Shift>(*Shift::create(json("{}")), {}, {{"id", &Shift::id}},
-                     {{"startTime", &Shift::startTime}, {"endTime", &Shift::endTime}});
-  expectNamed<Room>(*Room::create(json("{}")), {{"name", &Room::name}}, {{"id", &Room::id}});
-  using U = UserAppInfo;
-  expectNamed<U>(*UserAppInfo::create(json("{}")), {{"username", &U::username}}, {{"id", &U::id}});
   auto* problem = MedicalProblem::create("Asthma");
   expectNamed<MedicalProblem>(*problem, {{"name", &MedicalProblem::name}},
                               {{"id", &MedicalProblem::id}});
@@ -184,15 +89,9 @@ TEST_F(RecordsTest, AccessorsReachTheAttributesOfTheirModelNames) {
   EXPECT_EQ(room->object("patient"), patient);
   problem->setPatients(patient);
   EXPECT_EQ(patient->objects("medicalProblems"), std::vector<graph::ManagedObject*>{problem});
-  Allergy* allergy = Allergy::create("Latex");
-  patient->setAllergies({allergy});
-  EXPECT_EQ(allergy->objects("patients"), std::vector<graph::ManagedObject*>{patient});
-  task->setPatient(patient);
-  EXPECT_EQ(task->object("patient"), patient);
   notification->setTask(task);
   EXPECT_EQ(notification->object("task"), task);
   EXPECT_EQ(member->object("role"), member->role());
-  EXPECT_EQ(member->object("userInfo"), member->userInfo());
   member->userInfo()->addTaskObject(task);
   EXPECT_EQ(task->object("userInfo"), member->userInfo());
 }

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <string>
-#include <unordered_set>
 
 #include <gtest/gtest.h>
 
@@ -43,10 +42,6 @@ class RecordsTest : public ::testing::Test {
   std::size_t count(const std::string& entityName) {
     auto result = context_->count(graph::FetchRequest(entityName));
     return result.ok() ? *result : 0;
-  }
-  template <typename T>
-  static std::unordered_set<T*> asSet(const std::vector<T*>& records) {
-    return {records.begin(), records.end()};
   }
 
   std::shared_ptr<graph::ManagedObjectContext> context_;

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -82,18 +81,21 @@ auto fetch(StoreRequest (*start)(Params...), Given&&... given) {
 
 // Every test starts in local mode on the sample hospital, with the bundled
 // Info.plist, and with the clock at today 09:41 (the time the sample data is
-// written against).
+// written against) in UTC: which sample tasks fall before 09:41 depends on
+// the zone, as the simulated dates take back only whole hours of its offset.
 class StoreTest : public ::testing::Test {
  protected:
   void SetUp() override {
     DataSourceManager::resetToDefaults();
     ASSERT_TRUE(platform::HostEnvironment::loadInfoPlist(bundledInfoPlist()));
+    DateUtils::setTimeZone("UTC");
     platform::Clock::setNowForTesting(DateUtils::makeTodayDateWithTime941());
     useLocal(sampleResourcesDir());
   }
   void TearDown() override {
     platform::MainQueue::runFor(std::chrono::milliseconds(5));
     platform::Clock::setNowForTesting(std::nullopt);
+    DateUtils::setTimeZone(std::nullopt);
     DataSourceManager::resetToDefaults();
     platform::HostEnvironment::setInfoDictionary(std::nullopt);
   }
@@ -105,11 +107,6 @@ class StoreTest : public ::testing::Test {
   static void useRemote(const std::string& baseUrl) {
     DataSourceManager::setBaseURLString(baseUrl);
     DataSourceManager::setLocalMode(false);
-  }
-  // Writes one local reply into `root`.
-  static void writeReply(const std::filesystem::path& root, const std::string& name,
-                         const std::string& json) {
-    std::ofstream(root / (name + ".json"), std::ios::binary) << json;
   }
 };
 

@@ -1,4 +1,6 @@
 // How the stores read unusual replies, and how they pass errors on.
+#include <fstream>
+
 #include <boost/json.hpp>
 
 #include "orbelin/endpoints/request.h"
@@ -17,7 +19,7 @@ class StoreRepliesTest : public StoreTest {
     useLocal(root.path());
   }
   void reply(const std::string& name, const std::string& json) {
-    writeReply(root.path(), name, json);
+    std::ofstream(root.path() / (name + ".json"), std::ios::binary) << json;
   }
   TempDir root;
 };
@@ -29,6 +31,8 @@ bool emptyWithoutError(Caught caught) {
   return list && list->empty() && !error;
 }
 
+// Guards against a missing member giving an error, an absent list or a null
+// record where the caller expects something to show.
 TEST_F(StoreRepliesTest, MissingMembersGiveEmptyListsOrFallbackRecordsAndNoError) {
   for (const char* name :
        {"user.1.patients", "user.1.tasks", "user.1.tasks.grouped", "user.1.barriers.grouped",
@@ -49,17 +53,14 @@ TEST_F(StoreRepliesTest, MissingMembersGiveEmptyListsOrFallbackRecordsAndNoError
               !staff.at<2>());
 
   auto patient = fetch(PatientStore::detailsForPatient, 1);
-  ASSERT_NE(patient.at<0>(), nullptr);
-  EXPECT_FALSE(patient.at<1>());
-  EXPECT_EQ(patient.at<0>()->id(), 0);
-  EXPECT_EQ(patient.at<0>()->fullName(), " ");
+  EXPECT_TRUE(patient.at<0>() && !patient.at<1>());
   StaffMember* login = fetch(StaffStore::authentication, "a", "b").at<0>();
   ASSERT_NE(login, nullptr);
-  EXPECT_EQ(login->id(), 0);
-  ASSERT_NE(login->userInfo(), nullptr);
-  EXPECT_EQ(login->userInfo()->username(), "");
+  EXPECT_NE(login->userInfo(), nullptr);
 }
 
+// Guards reply order, a negative id's sign in the reply name, and tasks
+// grouped by patient (later entries win) or by label (neither merged nor sorted).
 TEST_F(StoreRepliesTest, ListsKeepTheirPartsApartAndInOrder) {
   reply("user.2.patientsandtasks", R"({"patients": [{"patientId": 5}, {"patientId": 4}]})");
   reply("user.shift.-4", R"({"staff": [{"id": 9}]})");
@@ -92,33 +93,17 @@ TEST_F(StoreRepliesTest, ListsKeepTheirPartsApartAndInOrder) {
   EXPECT_EQ(idsOf(groups.at(1).tasks), (Ids{1}));
 }
 
-TEST_F(StoreRepliesTest, EveryReplyImportsNewRecords) {
-  reply("user.1.notifications",
-        R"({"notifications": [{"notificationId": 1, "type": 3, "task": {"taskId": 8}},
-                              {"notificationId": 2, "type": 0, "task": {"taskId": 8}}]})");
-  reply("user.shift.1.rooms",
-        R"({"rooms": [{"id": 1, "name": "3A"}, {"id": 2, "patient": {"patientId": 6}}]})");
+// Guards the report-issue filter (a non-empty text only) and against
+// find-or-create across two replies.
+TEST_F(StoreRepliesTest, ReportedIssuesAreNewRecordsOnEveryFetch) {
   reply("allTasks",
         R"({"allTasks": [{"taskId": 1, "statusDescription": "Broken bed"},
                          {"taskId": 2, "statusDescription": ""}, {"taskId": 3},
                          {"taskId": 4, "statusDescription": 7}]})");
-
-  auto notifications = fetch(NotificatonStore::notificationsForUser, 1).at<0>().value();
-  ASSERT_EQ(notifications.size(), 2u);
-  EXPECT_NE(notifications[0]->task(), notifications[1]->task()) << "two notifications, two tasks";
-  EXPECT_EQ(notifications[0]->task()->id(), notifications[1]->task()->id());
-  EXPECT_EQ(notifications[0]->label(), "Hospital Alert");
-  EXPECT_EQ(notifications[1]->label(), "Undefined");
-
-  auto rooms = fetch(ShiftStore::roomsForShift, 1).at<0>().value();
-  EXPECT_EQ(rooms.at(0)->patient(), nullptr);
-  ASSERT_NE(rooms.at(1)->patient(), nullptr);
-  EXPECT_EQ(rooms.at(1)->patient()->id(), 6);
-
   auto reported = fetch(TaskStore::allTasksWithReportIssue).at<0>().value();
   auto again = fetch(TaskStore::allTasksWithReportIssue).at<0>().value();
   EXPECT_EQ(idsOf(reported), (Ids{1}));
-  EXPECT_NE(reported.front(), again.front()) << "no find-or-create";
+  EXPECT_NE(reported.front(), again.front());
 }
 
 // The library's error for a call made without any store, to compare with.
@@ -130,10 +115,11 @@ std::optional<Error> libraryError(const Request& request) {
   return raw.at<0>();
 }
 
+// Guards that an error reaches the handler once, unchanged, with every
+// result absent rather than empty.
 TEST_F(StoreRepliesTest, AMissingLocalReplyReachesEveryHandlerOnceWithAbsentResults) {
   auto expected = libraryError(Request::Patients("3"));
   ASSERT_TRUE(expected);
-  EXPECT_EQ(expected->domain(), error_domain::kResources);
 
   auto patients = fetch(PatientStore::patientsForUser, 3);
   EXPECT_FALSE(patients.at<0>());
@@ -185,6 +171,7 @@ TEST_F(StoreTest, ServiceFaultsPassThroughUnchanged) {
   EXPECT_EQ(fetch(NotificatonStore::notificationsForUser, 7).at<0>().value().size(), 6u);
 }
 
+// Guards against calling an empty handler.
 TEST_F(StoreRepliesTest, AnEmptyHandlerIsAllowed) {
   reply("allTasks", R"({"allTasks": []})");
   auto request = TaskStore::allOverdueTasks({});
