@@ -2,15 +2,25 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "support/test_support.h"
 
 namespace orbelin::test {
+
+using Args = std::vector<std::string>;
+
+inline Args operator+(Args first, const Args& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
 
 // One run of the built orbelin-demo: exit code and everything it printed.
 struct DemoRun {
@@ -48,6 +58,37 @@ inline DemoRun runDemo(const std::vector<std::string>& arguments,
   text << std::ifstream(errPath).rdbuf();
   run.err = text.str();
   return run;
+}
+
+// The demo with one option (--documents, --resources) before `arguments`.
+inline DemoRun runDemoWith(const std::string& option, const std::filesystem::path& value,
+                           std::vector<std::string> arguments,
+                           const std::string& shellPrefix = "") {
+  arguments.insert(arguments.begin(), {option, value.string()});
+  return runDemo(arguments, shellPrefix);
+}
+
+inline bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+// `parts` are all in `text`, in this order.
+inline void expectInOrder(const std::string& text, const std::vector<std::string>& parts) {
+  std::size_t at = 0;
+  for (const auto& part : parts) {
+    std::size_t found = text.find(part, at);
+    ASSERT_NE(found, std::string::npos) << "missing or out of order: " << part << "\n" << text;
+    at = found + part.size();
+  }
+}
+
+// A failed command: exit code 1, nothing on stdout and a single stderr line
+// that starts with `prefix`.
+inline void expectOneErrorLine(const DemoRun& run, const std::string& prefix = "error: ") {
+  EXPECT_EQ(run.exitCode, 1) << run.err;
+  EXPECT_TRUE(run.out.empty()) << run.out;
+  EXPECT_EQ(run.err.rfind(prefix, 0), 0u) << run.err;
+  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
 }
 
 }  // namespace orbelin::test

