@@ -120,7 +120,9 @@ TEST(KeyedArchiveTest, XmlIsWellFormedOrRefused) {
     holder.second = std::string("x") + control + "y";
     EXPECT_FALSE(KeyedArchiver::archivedData(holder, PropertyListFormat::xml))
         << holder.second->size();
-    EXPECT_EQ(value(open(*KeyedArchiver::archivedData(holder)), "second").asText(), holder.second);
+    auto binary = KeyedArchiver::archivedData(holder);
+    ASSERT_TRUE(binary);
+    EXPECT_EQ(value(open(*binary), "second").asText(), holder.second);
   }
   // U+007F..U+009F and U+FFFD are XML characters.
   holder.second = "\x7F \xC2\x80 \xC2\x9F \xEF\xBF\xBD";
