@@ -5,9 +5,10 @@
 #include <algorithm>
 #include <concepts>
 #include <cstdint>
-#include <cstdlib>
+#include <iterator>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,6 @@
 #include "orbelin/platform/console.h"
 #include "orbelin/platform/host_environment.h"
 #include "orbelin/stores2/object_store.h"
-#include "stores2/child_process.h"
 #include "support/test_support.h"
 
 namespace orbelin::model2 {
@@ -27,45 +27,23 @@ using graph::ManagedObject;
 using orbelin::ObjectStore;
 using Objects = std::vector<ManagedObject*>;
 
-// setProperties' argument form: the required arguments must all be given,
-// in the properties' order, with the vocabulary's type; otherwise the call
-// does not compile.
-template <typename P>
-concept BuildsWithRequiredOnly = requires {
-  P{.patientId = "p",
-    .firstName = "Ann",
-    .lastName = "Lee",
-    .gender = GenderEnum::Male,
-    .birthDate = Date{}};
-};
+// setProperties' argument form: leaving out a required argument, or giving
+// text where a vocabulary case is due, must not compile (the tests below
+// build the form that does).
 template <typename P>
 concept BuildsWithoutPatientId = requires {
   P{.firstName = "Ann", .lastName = "Lee", .gender = GenderEnum::Male, .birthDate = Date{}};
 };
 template <typename P>
-concept BuildsOutOfOrder = requires {
-  P{.firstName = "Ann",
-    .patientId = "p",
-    .lastName = "Lee",
-    .gender = GenderEnum::Male,
-    .birthDate = Date{}};
-};
-template <typename P>
 concept TakesTextForACase = requires {
   P{.patientId = "p", .firstName = "Ann", .lastName = "Lee", .gender = "Male", .birthDate = Date{}};
 };
-static_assert(BuildsWithRequiredOnly<Patient2::Properties>);
 static_assert(!BuildsWithoutPatientId<Patient2::Properties>);
-static_assert(!BuildsOutOfOrder<Patient2::Properties>);
 static_assert(!TakesTextForACase<Patient2::Properties>);
 
-// The typed reads go by index. A model that numbers an entity's properties
-// otherwise is refused once, when it is checked, rather than read wrongly.
+// The typed reads go by index: a model that numbers an entity's properties
+// otherwise must be refused when checked, not read wrongly.
 TEST(HospitalModel, AModelNumberingPropertiesOtherwiseIsRefused) {
-  auto model = buildHospitalModel();
-  ASSERT_NE(model, nullptr);
-  EXPECT_TRUE(detail::slotsMatch(*model));
-
   graph::ModelBuilder builder;
   builder.entity<Shift2>("Shift", "Shift2")
       .attribute("durationinHours", AttributeType::Integer32)
@@ -75,51 +53,48 @@ TEST(HospitalModel, AModelNumberingPropertiesOtherwiseIsRefused) {
       .toOne("staffMember", "Shift");
   auto swapped = builder.build();
   ASSERT_TRUE(swapped);
-  std::string lines;
-  platform::Console::setSink([&](std::string_view line) { lines.append(line).append("\n"); });
+  platform::ConsoleCapture capture;
   EXPECT_FALSE(detail::slotsMatch(**swapped));
-  platform::Console::setSink(nullptr);
-  EXPECT_NE(lines.find("Shift"), std::string::npos) << lines;
+  ASSERT_EQ(capture.lines().size(), 1u);
+  EXPECT_NE(capture.lines()[0].find("Shift"), std::string::npos);
 }
 
-// Entity name (its class adds a 2), identifier attribute and relations left
-// out of the dictionary form, per entity.
+// Per entity: its identifier attribute ("" for none) and the relations its
+// dictionary form leaves out, separated by spaces.
 struct ClassRow {
   const char* entity;
-  std::optional<std::string> identifier;
-  std::vector<std::string> ignored;
+  const char* identifier;
+  const char* ignored;
 };
 const ClassRow kClasses[] = {
-    {"Alert", "alertId", {"patient"}},
-    {"Appoitment", std::nullopt, {"recoveryPath"}},
-    {"Bed", "bedNumber", {}},
-    {"BookletSection", std::nullopt, {"informationBooklet"}},
-    {"DatedValue",
-     std::nullopt,
-     {"patient_allergy", "patient_barrier", "patient_diagnosis", "patient_roundingNote",
-      "patient_symptom", "patient_immunization", "patient_diet"}},
-    {"InformationBooklet", "bookletId", {"recoveryPaths"}},
-    {"Instruction", std::nullopt, {"recoveryPath", "medication", "task"}},
-    {"InstructionAction", std::nullopt, {"instruction"}},
-    {"MedicalTest", "testId", {"recoveryPath"}},
-    {"Medication", std::nullopt, {"recoveryPath"}},
-    {"Message", "messageId", {"patient", "task"}},
-    {"MultiMedia", std::nullopt, {"bookletSection", "note", "testResult"}},
-    {"Note", std::nullopt, {"multiMedia", "vital"}},
-    {"Patient", "patientId", {}},
-    {"RecoveryPath", std::nullopt, {"patient"}},
-    {"Room", "roomNumber", {}},
-    {"Shift", std::nullopt, {"staffMember"}},
-    {"StaffMember",
-     "staffId",
-     {"analyzedResults", "appoitments", "issuedInstructions", "careMemberIn"}},
-    {"Task", std::nullopt, {}},
-    {"TestResult", std::nullopt, {"test"}},
-    {"Vital", std::nullopt, {"pateint"}},
+    {"Alert", "alertId", "patient"},
+    {"Appoitment", "", "recoveryPath"},
+    {"Bed", "bedNumber", ""},
+    {"BookletSection", "", "informationBooklet"},
+    {"DatedValue", "",
+     "patient_allergy patient_barrier patient_diagnosis patient_roundingNote patient_symptom "
+     "patient_immunization patient_diet"},
+    {"InformationBooklet", "bookletId", "recoveryPaths"},
+    {"Instruction", "", "recoveryPath medication task"},
+    {"InstructionAction", "", "instruction"},
+    {"MedicalTest", "testId", "recoveryPath"},
+    {"Medication", "", "recoveryPath"},
+    {"Message", "messageId", "patient task"},
+    {"MultiMedia", "", "bookletSection note testResult"},
+    {"Note", "", "multiMedia vital"},
+    {"Patient", "patientId", ""},
+    {"RecoveryPath", "", "patient"},
+    {"Room", "roomNumber", ""},
+    {"Shift", "", "staffMember"},
+    {"StaffMember", "staffId", "analyzedResults appoitments issuedInstructions careMemberIn"},
+    {"Task", "", ""},
+    {"TestResult", "", "test"},
+    {"Vital", "", "pateint"},
 };
 
-// Every answer here comes from an unattached prototype, the way the mapping
-// base asks for a destination's identifier: no override may need a context.
+// Guards wrong keys in the dictionary form (a back-reference written, a link
+// dropped) and identifiers looked up under the wrong attribute. The answers
+// come from an unattached prototype, the way the reader asks for them.
 TEST(HospitalModel, ClassesNameTheirEntityIdentifierAndIgnoredRelations) {
   auto model = buildHospitalModel();
   ASSERT_NE(model, nullptr);
@@ -128,24 +103,20 @@ TEST(HospitalModel, ClassesNameTheirEntityIdentifierAndIgnoredRelations) {
     const graph::EntityDescription* entity = model->entity(row.entity);
     ASSERT_NE(entity, nullptr);
     EXPECT_EQ(entity->managedObjectClassName(), row.entity + std::string("2"));
+    EXPECT_EQ(NSManagedObjectEx::externalObjectIdNameOf(*entity).value_or(""), row.identifier);
     auto prototype = entity->makeObject();
     auto* object = dynamic_cast<NSManagedObjectEx*>(prototype.get());
     ASSERT_NE(object, nullptr);
-    EXPECT_EQ(object->className(), row.entity);
-    EXPECT_EQ(object->externalObjectIdName(), row.identifier);
-    EXPECT_EQ(NSManagedObjectEx::externalObjectIdNameOf(*entity), row.identifier);
-    std::vector<std::string> ignored;
+    std::set<std::string> ignored;
     for (const auto& relationship : entity->relationships()) {
-      if (object->ignoreRelation(relationship.name)) ignored.push_back(relationship.name);
+      if (object->ignoreRelation(relationship.name)) ignored.insert(relationship.name);
       std::string capital = relationship.name;
       capital[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(capital[0])));
       EXPECT_FALSE(object->ignoreRelation(capital)) << "whole text, case-sensitive";
       EXPECT_FALSE(object->ignoreRelation(relationship.name + " "));
     }
-    std::vector<std::string> expected = row.ignored;
-    std::sort(expected.begin(), expected.end());
-    std::sort(ignored.begin(), ignored.end());
-    EXPECT_EQ(ignored, expected);
+    std::istringstream words(row.ignored);
+    EXPECT_EQ(ignored, std::set<std::string>(std::istream_iterator<std::string>(words), {}));
     EXPECT_FALSE(object->ignoreRelation(""));
   }
 }
@@ -272,26 +243,9 @@ class EntitiesTest : public ::testing::Test {
     for (ManagedObject* linked : expected)
       EXPECT_TRUE(linksBack(linked, inverse, object)) << name << " <- " << inverse;
   }
-  Patient2::Properties ann(const std::string& id) {
-    return {.patientId = id,
-            .firstName = "Ann",
-            .lastName = "Lee",
-            .gender = GenderEnum::Female,
-            .birthDate = at(-86400.0 * 365)};
-  }
-  Patient2* patient(const std::string& id) {
-    auto* made = make<Patient2>("Patient");
-    made->setProperties(ann(id));
-    return made;
-  }
   DatedValue2* entry(const std::string& text) {
     auto* made = make<DatedValue2>("DatedValue");
     made->setProperties({.date = at(1.4e9), .value = text});
-    return made;
-  }
-  Appoitment2* appointment(const std::string& text, RecoveryPath2* path) {
-    auto* made = make<Appoitment2>("Appoitment");
-    made->setProperties({.shortDesc = text, .dateTime = at(1.5e9), .recoveryPath = path});
     return made;
   }
 
@@ -364,160 +318,64 @@ TEST_F(EntitiesTest, EveryPropertyIsWrittenAndReadUnderItsOwnNameAndSurvivesTheD
   ORBELIN_MODEL2_FOR_EACH_ENTITY(CHECK_ENTITY)
 }
 
-// setProperties writes every required argument and every present optional
-// one; absent ones keep their values. A present list replaces the whole
-// relationship, unlinking what it no longer holds.
+// Guards setProperties overwriting what was left out, adding to a list it
+// should replace, skipping a required false, appending a to-one twice, and
+// an identifier read from a stale value.
 TEST_F(EntitiesTest, AbsentArgumentsKeepValuesAndPresentListsReplaceTheWholeRelationship) {
   auto* p = make<Patient2>("Patient");
   auto* bed = make<Bed2>("Bed");
   p->setValue("physicianName", "Dr Stone");
-  p->setValue("acuity", "kept");
   p->setObject("bed", bed);
   DatedValue2* a = entry("peanuts");
-  DatedValue2* b = entry("latex");
   DatedValue2* c = entry("penicillin");
-  Patient2::Properties properties = ann("p1");
-  properties.allergies = std::vector{a, b};
-  properties.symptoms = std::vector{c};
+  Patient2::Properties properties{.patientId = "p1",
+                                  .firstName = "Ann",
+                                  .lastName = "Lee",
+                                  .gender = GenderEnum::Female,
+                                  .birthDate = at(-86400.0 * 365),
+                                  .allergies = std::vector{a, c},
+                                  .symptoms = std::vector{c}};
   p->setProperties(properties);
-  EXPECT_EQ(p->patientId(), "p1");
-  EXPECT_EQ(p->gender(), "Female");
   EXPECT_EQ(p->physicianName(), "Dr Stone");
-  EXPECT_EQ(p->acuity(), "kept");
   EXPECT_EQ(p->bed(), bed) << "an absent to-one argument does not unlink";
-  EXPECT_EQ(p->status(), std::nullopt);
-  EXPECT_EQ(p->allergies().size(), 2u);
   EXPECT_EQ(a->object("patient_allergy"), p);
-  EXPECT_EQ(c->object("patient_symptom"), p);
   EXPECT_EQ(a->object("patient_symptom"), nullptr) << "only the list's own inverse";
 
-  p->setProperties({.patientId = "p2",
-                    .firstName = "",
-                    .lastName = "Lee",
-                    .gender = GenderEnum::Male,
-                    .birthDate = at(2000),
-                    .acuity = PatientAcuityEnum::FMTODO,
-                    .status = PatientStatusEnum::ReadyToDischarge,
-                    .allergies = std::vector{c}});
-  EXPECT_EQ(p->patientId(), "p2");
-  EXPECT_EQ(p->firstName(), "") << "values are not validated";
-  EXPECT_EQ(p->gender(), "Male");
-  EXPECT_EQ(p->birthDate(), at(2000));
-  EXPECT_EQ(p->acuity(), "flush this out");
-  EXPECT_EQ(p->status(), "Ready To Discharge");
-  EXPECT_EQ(p->physicianName(), "Dr Stone");
-  EXPECT_EQ(bed->patient(), p);
+  properties.allergies = std::vector{c};
+  properties.symptoms = std::nullopt;
+  p->setProperties(properties);
   EXPECT_EQ(p->allergies(), std::vector<DatedValue2*>{c}) << "replaced, not added to";
   EXPECT_EQ(a->object("patient_allergy"), nullptr);
   EXPECT_EQ(p->symptoms(), std::vector<DatedValue2*>{c}) << "absent list unchanged";
-
   properties.allergies = std::vector<DatedValue2*>{};
-  properties.symptoms = std::nullopt;
   p->setProperties(properties);
   EXPECT_TRUE(p->allergies().empty());
-  EXPECT_EQ(c->object("patient_allergy"), nullptr);
-  EXPECT_EQ(p->symptoms().size(), 1u);
 
-  // A required false is still written.
   auto* result = make<TestResult2>("TestResult");
   result->setValue("abnormal", true);
   result->setProperties(
       {.abnormal = false, .analysis = "fine", .timeStamp = at(6), .test = nullptr});
   EXPECT_EQ(result->abnormal(), false);
 
-  // A 32-bit attribute holds what 16 bits cannot, and nothing beyond 32 bits.
+  // A required to-one argument appends to the ordered list once.
+  auto* path = make<RecoveryPath2>("RecoveryPath");
+  auto* early = make<Appoitment2>("Appoitment");
+  auto* late = make<Appoitment2>("Appoitment");
+  for (Appoitment2* appointment : {late, early, late})
+    appointment->setProperties({.shortDesc = "", .dateTime = at(9), .recoveryPath = path});
+  EXPECT_EQ(path->appoitments(), (std::vector<Appoitment2*>{late, early}));
+
+  EXPECT_EQ(p->externalObjectId(), "p1");
+  p->setValue("patientId", "p2");
+  EXPECT_EQ(p->externalObjectId(), "p2");
+  EXPECT_EQ(bed->externalObjectId(), std::nullopt);
+
+  // A 32-bit attribute takes what 16 bits cannot hold, and keeps its value
+  // when offered more than 32 bits.
   auto* instruction = make<Instruction2>("Instruction");
   instruction->setPropertiesFromJSONString(R"({"frequencyUnit": 40000})");
-  EXPECT_EQ(instruction->frequencyUnit(), 40000);
-  instruction->setPropertiesFromJSONString(R"({"frequencyUnit": -2147483648})");
-  EXPECT_EQ(instruction->frequencyUnit(), -2147483648LL);
   instruction->setPropertiesFromJSONString(R"({"frequencyUnit": 2147483648})");
-  EXPECT_EQ(instruction->frequencyUnit(), -2147483648LL);
-}
-
-TEST_F(EntitiesTest, RelationshipArgumentsKeepOrderAndBothSidesInStep) {
-  // One-to-one: a new bed takes the patient from the first.
-  Patient2* p = patient("p1");
-  auto* first = make<Bed2>("Bed");
-  first->setProperties({.bedNumber = "3A-1", .room = nullptr, .patient = p});
-  auto* second = make<Bed2>("Bed");
-  second->setProperties({.bedNumber = "3A-2", .room = nullptr, .patient = p});
-  EXPECT_EQ(p->bed(), second);
-  EXPECT_EQ(first->patient(), nullptr);
-
-  // Ordered: the list's order; a required to-one argument appends.
-  auto* path = make<RecoveryPath2>("RecoveryPath");
-  Appoitment2* a = appointment("A", nullptr);
-  Appoitment2* b = appointment("B", nullptr);
-  Appoitment2* c = appointment("C", nullptr);
-  path->setProperties({.patient = p, .appoitments = std::vector{a, b, c}});
-  EXPECT_EQ(tags(asObjects(path->appoitments())), (std::vector<std::string>{"A", "B", "C"}));
-  path->setProperties({.patient = p, .appoitments = std::vector{c, a}});
-  EXPECT_EQ(tags(asObjects(path->appoitments())), (std::vector<std::string>{"C", "A"}));
-  EXPECT_EQ(b->recoveryPath(), nullptr);
-  EXPECT_EQ(a->recoveryPath(), path);
-  Appoitment2* d = appointment("D", path);
-  EXPECT_EQ(tags(asObjects(path->appoitments())), (std::vector<std::string>{"C", "A", "D"}));
-  d->setProperties({.shortDesc = "D", .dateTime = at(9), .recoveryPath = path});
-  EXPECT_EQ(path->appoitments().size(), 3u) << "set again, not added twice";
-
-  // Many-to-many: a list given on either side replaces that side's links.
-  auto* other = make<RecoveryPath2>("RecoveryPath");
-  other->setProperties({.patient = patient("p2")});
-  auto* s1 = make<StaffMember2>("StaffMember");
-  auto* s2 = make<StaffMember2>("StaffMember");
-  path->setProperties({.patient = p, .careTeam = std::vector{s1, s2}});
-  other->setProperties({.patient = other->patient(), .careTeam = std::vector{s1}});
-  EXPECT_EQ(s1->careMemberIn().size(), 2u);
-  s1->setProperties({.staffId = "s1",
-                     .firstName = "Bo",
-                     .lastName = "Kim",
-                     .role = StaffMemberRoleEnum::Pharmacist,
-                     .phoneNumber = "1",
-                     .careMemberIn = std::vector{other}});
-  EXPECT_EQ(path->careTeam(), std::vector<StaffMember2*>{s2});
-  EXPECT_EQ(other->careTeam(), std::vector<StaffMember2*>{s1});
-}
-
-TEST_F(EntitiesTest, IdentifiersAndTheDictionaryFormOfBackReferences) {
-  Patient2* p = patient("p-17");
-  EXPECT_EQ(NSManagedObjectEx::ClassNameAsString(*p), "Patient2");
-  // Also for an instance no context holds, and one no entity made.
-  EXPECT_EQ(NSManagedObjectEx::ClassNameAsString(*p->entity().makeObject()), "Patient2");
-  EXPECT_EQ(NSManagedObjectEx::ClassNameAsString(Patient2()), "ManagedObject");
-  EXPECT_EQ(p->externalObjectId(), "p-17");
-  p->setValue("patientId", "p-18");
-  EXPECT_EQ(p->externalObjectId(), "p-18") << "the current value, not the first";
-  EXPECT_EQ(make<Task2>("Task")->externalObjectId(), std::nullopt);
-  auto* bed = make<Bed2>("Bed");
-  EXPECT_EQ(bed->externalObjectId(), std::nullopt) << "identifier attribute not set yet";
-  bed->setProperties({.bedNumber = "4", .room = nullptr});
-  EXPECT_EQ(bed->externalObjectId(), "4");
-
-  DatedValue2* allergy = entry("peanuts");
-  p->mutableSet("allergies").add(allergy);
-  ASSERT_EQ(allergy->object("patient_allergy"), p);
-  Dictionary form = allergy->getAsDictionary();
-  std::set<std::string> keys;
-  for (const auto& member : form) keys.insert(std::string(member.key()));
-  EXPECT_EQ(keys, (std::set<std::string>{"entityName", "date", "value"}));
-  EXPECT_EQ(form.at("entityName"), "DatedValue");
-  Dictionary patientForm = p->getAsDictionary();
-  ASSERT_TRUE(patientForm.contains("allergies"));
-  ASSERT_EQ(patientForm.at("allergies").as_array().size(), 1u);
-  EXPECT_FALSE(patientForm.at("allergies").as_array()[0].as_object().contains("patient_allergy"));
-}
-
-// ---------------------------------------------------------------------------
-// Through the object store: every property of every entity survives a save,
-// a reopen and another process reading the file.
-
-template <typename T>
-T* fetchOne(ObjectStore& store, const char* entity, const char* key, const std::string& text) {
-  auto found = store.fetchObjects(entity, graph::Predicate::equal(key, text),
-                                  store.backgroundQueueContext());
-  if (!found || found->size() != 1) return nullptr;
-  return dynamic_cast<T*>(found->front());
+  EXPECT_EQ(instruction->frequencyUnit(), 40000);
 }
 
 graph::Value sampleValue(const graph::AttributeDescription& attribute) {
@@ -539,15 +397,9 @@ graph::Value sampleValue(const graph::AttributeDescription& attribute) {
   }
 }
 
-// Dates on either side of 1970 and 2001, with fractions of a second that a
-// binary fraction holds exactly.
-const Date kBirth = dateFromSeconds(-1'234'567'890.125);
-const Date kAdmitted = dateFromSeconds(1'429'600'000.5);
-
 // One object of every entity with every attribute set to its sample and
 // every relationship to new objects tagged with its name: two for a to-many
-// one, given in the reverse of their creation. Then exact values beyond the
-// samples, and a staff member and a booklet in the lists of two paths.
+// one, given in the reverse of their creation.
 void writeEveryProperty(ObjectStore& store) {
   ASSERT_NE(store.model(), nullptr);
   store.backgroundQueueContext()->performAndWait([&] {
@@ -567,18 +419,6 @@ void writeEveryProperty(ObjectStore& store) {
         else
           object->setObject(relationship.name, members[0]);
       }
-    }
-    ManagedObject* staff = store.createObject("StaffMember");
-    staff->setValue("staffId", "shared");
-    staff->setValue("lastName", "");
-    ManagedObject* booklet = store.createObject("InformationBooklet");
-    booklet->setValue("bookletId", "shared");
-    booklet->setValue("created", kBirth);
-    booklet->setValue("lastModified", kAdmitted);
-    for (int i = 0; i < 2; ++i) {
-      ManagedObject* path = store.createObject("RecoveryPath");
-      path->mutableSet("careTeam").add(staff);
-      path->mutableSet("informationBooklets").add(booklet);
     }
   });
   ASSERT_TRUE(store.saveChanges());
@@ -615,17 +455,6 @@ void expectEveryProperty(ObjectStore& store) {
             << relationship.name;
     }
   }
-  auto* staff = fetchOne<StaffMember2>(store, "StaffMember", "staffId", "shared");
-  auto* booklet = fetchOne<InformationBooklet2>(store, "InformationBooklet", "bookletId", "shared");
-  ASSERT_NE(staff, nullptr);
-  ASSERT_NE(booklet, nullptr);
-  EXPECT_EQ(staff->lastName(), "");
-  EXPECT_EQ(staff->careMemberIn().size(), 2u);
-  EXPECT_EQ(booklet->created(), kBirth);
-  EXPECT_EQ(booklet->lastModified(), kAdmitted);
-  ASSERT_EQ(booklet->recoveryPaths().size(), 2u);
-  for (RecoveryPath2* path : booklet->recoveryPaths())
-    EXPECT_EQ(path->careTeam(), std::vector<StaffMember2*>{staff});
 }
 
 class EntitiesPersistenceTest : public ::testing::Test {
@@ -635,40 +464,19 @@ class EntitiesPersistenceTest : public ::testing::Test {
   test::TempDir documents;
 };
 
-// Read back by the writing store, a reopened one and another process.
-TEST_F(EntitiesPersistenceTest, EveryPropertyOfEveryEntitySurvivesAReopenAndAnotherProcess) {
+// Guards a property of any entity lost or misread through the file, with the
+// store opened as the host opens it (nothing called first: the entities must
+// already be in its model) and read back by a new store on the file.
+TEST_F(EntitiesPersistenceTest, EveryPropertyOfEveryEntitySurvivesAReopen) {
   {
     ObjectStore writer;
+    ASSERT_NE(writer.model(), nullptr);
+    EXPECT_TRUE(detail::slotsMatch(*writer.model()));
     writeEveryProperty(writer);
-    expectEveryProperty(writer);
   }
-  {
-    ObjectStore reader;
-    expectEveryProperty(reader);
-  }
-  test::ChildProcess child("EntitiesReopenChild.ReadsBackWhatTheParentWrote", documents.path());
-  EXPECT_EQ(child.wait(), 0) << "the reading process found a difference (its output above)";
-}
-
-TEST(EntitiesReopenChild, ReadsBackWhatTheParentWrote) {
-  const char* directory = std::getenv(test::kChildDocuments);
-  if (directory == nullptr) GTEST_SKIP() << "run by EntitiesPersistenceTest";
-  platform::HostEnvironment::setDocumentsDirectory(std::filesystem::path(directory));
+  ASSERT_TRUE(std::filesystem::exists(documents.path() / "MainStore.sqlite"));
   ObjectStore reader;
   expectEveryProperty(reader);
-}
-
-// The host calls nothing first: the shared store opens with every entity,
-// each made, saved and read back as its class.
-TEST_F(EntitiesPersistenceTest, HospitalStoreOpensWithEveryEntity) {
-  ObjectStore& store = hospitalStore();
-  ASSERT_NE(store.model(), nullptr);
-  EXPECT_EQ(store.model()->entities().size(), 21u);
-  EXPECT_TRUE(detail::slotsMatch(*store.model()))
-      << "the store's merged model numbers properties alike";
-  writeEveryProperty(store);
-  expectEveryProperty(store);
-  EXPECT_TRUE(std::filesystem::exists(documents.path() / "MainStore.sqlite"));
 }
 
 }  // namespace

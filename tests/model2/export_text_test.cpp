@@ -88,8 +88,9 @@ class DateTextTest : public ::testing::TestWithParam<const char*> {
   void TearDown() override { DateUtils::setTimeZone(std::nullopt); }
 };
 
-// Whole-hour, half-hour and 45-minute zones, zones east and west, daylight
-// saving of half an hour, and offsets in seconds from local mean time.
+// Guards a wrong date text in any zone: whole-hour, half-hour and 45-minute
+// zones, east and west, daylight saving of half an hour, offsets in seconds
+// from local mean time, and years outside 1...9999.
 TEST_P(DateTextTest, SameTextAsTheCalendarForEveryYear) {
   DateUtils::setTimeZone(GetParam());
   std::unique_ptr<icu::TimeZone> zone(
@@ -110,8 +111,8 @@ INSTANTIATE_TEST_SUITE_P(Zones, DateTextTest,
                                            "Pacific/Kiritimati", "Pacific/Pago_Pago",
                                            "America/Sao_Paulo", "GMT+05:30"));
 
-// A new zone setting takes effect on the next date, even for a moment just
-// written in the zone before.
+// Guards a date text cached across a zone change: the new zone applies to
+// the next date, even for a moment just written in the zone before.
 TEST(DateTextFarTest, FollowsAZoneChangeAtOnce) {
   const Date date = dateFromSeconds(1443688200);  // 2015-10-01 08:30:00 UTC
   for (auto [zone, text] : {std::pair{"UTC", "2015-10-01 08:30:00"},
@@ -141,6 +142,8 @@ class ExportTextTest : public testing::MappingFixture {
   }
 };
 
+// Guards the direct text writer drifting from the dictionary form: keys,
+// order, escaping, numbers, bytes, nesting, cycles and the depth limit.
 TEST_F(ExportTextTest, EveryKindOfValueAsTheDictionaryWritesIt) {
   Person* person = newPerson();  // unidentified: written nested wherever it is reached
   person->setValue("name",
@@ -167,9 +170,6 @@ TEST_F(ExportTextTest, EveryKindOfValueAsTheDictionaryWritesIt) {
     visit->setValue("summary", "visit");
     person->mutableSet("visits").add(visit);
   }
-  auto* tag = context.insertNewObject("Tag");
-  tag->setValue("label", "tagged");
-  person->mutableSet("tags").add(tag);
   Person* doctor = newPerson("d1");  // identified: written as its identifier
   doctor->setValue("photo", graph::Bytes{0, 1, 127, 128, 255});
   doctor->setValue("score", -0.0);
@@ -182,9 +182,6 @@ TEST_F(ExportTextTest, EveryKindOfValueAsTheDictionaryWritesIt) {
   expectSameAsDictionary(*patient);
   expectSameAsDictionary(*dynamic_cast<NSManagedObjectEx*>(home));
 
-  DateUtils::setTimeZone("America/St_Johns");
-  expectSameAsDictionary(*person);
-
   // A long chain stops where the dictionary stops.
   Person* current = person;
   for (int i = 0; i < 3 * NSManagedObjectEx::kMaxDictionaryDepth; ++i) {
@@ -196,53 +193,32 @@ TEST_F(ExportTextTest, EveryKindOfValueAsTheDictionaryWritesIt) {
   expectSameAsDictionary(*person);
 }
 
-TEST_F(ExportTextTest, NothingWrittenForWhatJsonCannotHold) {
+// Guards half-written text for values JSON cannot hold (text that is not
+// UTF-8 one level down, a number that is not finite), and two members under
+// one key where a property is named like the class name's key.
+TEST_F(ExportTextTest, NothingWrittenForWhatJsonCannotHoldAndSharedKeysAsTheDictionary) {
   Person* person = newPerson("p1");
   auto* visit = context.insertNewObject("Visit");
-  visit->setValue("summary", "\xff\xfe");  // not UTF-8, one level down
+  visit->setValue("summary", "\xff\xfe");
   person->mutableSet("visits").add(visit);
   platform::ConsoleCapture capture;
   EXPECT_FALSE(person->getAsJSONString().has_value());
   ASSERT_EQ(capture.lines().size(), 2u);
+  EXPECT_EQ(capture.lines()[0].rfind("Got an error: ", 0), 0u);
   EXPECT_EQ(capture.lines()[1], "jsonString = nil");
-  EXPECT_FALSE(text::prettyJsonString(json::value(person->getAsDictionary())).has_value());
-
   visit->setValue("summary", "fine");
   person->setValue("score", std::nan(""));
   EXPECT_FALSE(person->getAsJSONString().has_value());
-  person->setValue("score", 2.0);
-  expectSameAsDictionary(*person);
-}
 
-// A property that shares its key with "entityName" or with another member
-// leaves one member in the dictionary; the text says the same.
-class Odd : public testing::MappedObject {
- public:
-  Odd() : MappedObject("Odd") {}
-};
-
-TEST(ExportTextKeysTest, SharedKeysAsTheDictionaryKeepsThem) {
-  graph::ModelBuilder builder;
-  builder.entity<Odd>("Odd", "OddRecord")
-      .attribute("label", graph::AttributeType::String)
-      .attribute("entityName", graph::AttributeType::String);
-  auto model = builder.build();
-  ASSERT_TRUE(model);
-  auto coordinator = std::make_shared<graph::PersistentStoreCoordinator>(*model);
-  ASSERT_TRUE(coordinator->addPersistentStore(graph::StoreType::InMemory, {}).ok());
-  graph::ManagedObjectContext context;
-  context.setPersistentStoreCoordinator(coordinator);
   auto* odd = dynamic_cast<NSManagedObjectEx*>(context.insertNewObject("Odd"));
   ASSERT_NE(odd, nullptr);
   odd->setValue("label", "l");
   odd->setValue("entityName", "named");
-  auto expected = text::prettyJsonString(json::value(odd->getAsDictionary()));
-  platform::ConsoleCapture capture;
-  EXPECT_EQ(odd->getAsJSONString(), expected);
+  expectSameAsDictionary(*odd);
 }
 
-// A console sink that exports again while it is handed the line gets its own
-// text, and the line it holds stays whole.
+// Guards the console line being overwritten when a console sink exports
+// again while it holds the line: the nested export gets its own buffer.
 TEST_F(ExportTextTest, AnExportFromTheConsoleSinkLeavesTheLineIntact) {
   Person* person = newPerson("p1");
   person->setValue("name", "outer");

@@ -2,7 +2,8 @@
 
 // A small model for the dictionary-mapping tests: every attribute type, an
 // identified entity that refers to itself, ordered and unordered to-many
-// relationships, and back-references left out of the dictionary form.
+// relationships, back-references left out of the dictionary form, and an
+// attribute whose key is the class name's.
 
 #include <algorithm>
 #include <memory>
@@ -55,6 +56,10 @@ class Home : public MappedObject {
  public:
   Home() : MappedObject("Home") {}
 };
+class Odd : public MappedObject {
+ public:
+  Odd() : MappedObject("Odd") {}
+};
 
 inline std::shared_ptr<const graph::ManagedObjectModel> mappingModel() {
   using graph::AttributeType;
@@ -86,6 +91,9 @@ inline std::shared_ptr<const graph::ManagedObjectModel> mappingModel() {
       .attribute("street", AttributeType::String)
       .toOne("resident", "Person", "home");
   builder.entity("Plain").attribute("text", AttributeType::String);
+  builder.entity<Odd>("Odd", "OddRecord")
+      .attribute("label", AttributeType::String)
+      .attribute("entityName", AttributeType::String);
   auto model = builder.build();
   return model ? *model : nullptr;
 }
