@@ -149,7 +149,7 @@ class SQLiteStore : public Store {
   Status visitRows(sqlite3_stmt* stmt, const EntityDescription& entity, const RowVisitor& visit) {
     StatementReader reader(stmt, entity);
     int rc;
-    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) visit(sqlite3_column_int64(stmt, 0), reader);
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) visit(readInteger(stmt, 0), reader);
     sqlite3_reset(stmt);
     return rc == SQLITE_DONE ? Status::success() : failure("fetch " + entity.name());
   }

@@ -5,6 +5,8 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
+
 #include "graph/store.h"
 
 namespace orbelin::graph::detail {
@@ -14,6 +16,10 @@ const char* columnType(AttributeType type);
 
 void bindValue(sqlite3_stmt* stmt, int position, const Value& value);
 Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type);
+// sqlite3_column_int64 without entering the connection again (see readColumn).
+inline std::int64_t readInteger(sqlite3_stmt* stmt, int column) {
+  return sqlite3_value_int64(sqlite3_column_value(stmt, column));
+}
 
 // A row of selectAll or selectOne: Z_PK, the attributes, Z_OPT.
 class StatementReader : public RowReader {
@@ -26,7 +32,7 @@ class StatementReader : public RowReader {
     return readColumn(stmt_, static_cast<int>(index) + 1, attributes[index].type);
   }
   std::int64_t version() const override {
-    return sqlite3_column_int64(stmt_, static_cast<int>(entity_.attributes().size()) + 1);
+    return readInteger(stmt_, static_cast<int>(entity_.attributes().size()) + 1);
   }
 
  private:

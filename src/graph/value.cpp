@@ -53,15 +53,12 @@ Value::Value(boost::json::value json) {
   }
 }
 
-void Value::copyFrom(const Value& other) {
+void Value::copyHeap(const Value& other) {
   switch (other.kind_) {
     case Kind::String:
-      if (other.textSize_ == kHeapText) {
-        set(Kind::String, newHeapText(*other.string()));
-        textSize_ = kHeapText;
-        return;
-      }
-      break;
+      set(Kind::String, newHeapText(*other.string()));
+      textSize_ = kHeapText;
+      return;
     case Kind::Binary:
       set(Kind::Binary, new Bytes(*other.binary()));
       return;
@@ -69,9 +66,8 @@ void Value::copyFrom(const Value& other) {
       set(Kind::Transformable, new boost::json::value(*other.transformable()));
       return;
     default:
-      break;
+      std::memcpy(static_cast<void*>(this), &other, sizeof(Value));
   }
-  std::memcpy(static_cast<void*>(this), &other, sizeof(Value));
 }
 
 Value& Value::operator=(const Value& other) {

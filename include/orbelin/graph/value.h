@@ -133,7 +133,16 @@ class Value {
     other.kind_ = Kind::Nil;
     other.textSize_ = 0;
   }
-  void copyFrom(const Value& other);
+  // Inline, since objects hand out copies of their values on every read:
+  // only texts on the heap, data and transformables need more than the
+  // sixteen bytes.
+  void copyFrom(const Value& other) {
+    if (other.ownsHeap())
+      copyHeap(other);
+    else
+      std::memcpy(static_cast<void*>(this), &other, sizeof(Value));
+  }
+  void copyHeap(const Value& other);
   void release() noexcept {
     if (ownsHeap()) releaseHeap();
     kind_ = Kind::Nil;
