@@ -11,7 +11,9 @@ namespace {
 // Beyond 2^53 an integer and the double evaluate compares it as are not the
 // same number, so such values stay with evaluate.
 bool exactNumber(const Value& value) {
-  if (auto i = value.integer()) return std::llabs(*i) <= (std::int64_t{1} << 53);
+  // A range, not llabs: the absolute value of the smallest integer overflows.
+  constexpr std::int64_t kExact = std::int64_t{1} << 53;
+  if (auto i = value.integer()) return *i >= -kExact && *i <= kExact;
   auto d = value.number();
   return d && std::isfinite(*d);
 }
