@@ -120,27 +120,21 @@ void ManagedObjectContext::Impl::turnIntoFault(ManagedObject* object, Fault kind
   constexpr std::uint8_t kChanged = detail::kInserted | detail::kUpdated | detail::kDeleted;
   if (ObjectAccess::flags(*object) & kChanged) return;
   if (!store() || !attached(object, owner) || ObjectAccess::primaryKey(*object) <= 0) return;
-  if (kind == Fault::Fresh) dropDigests(object);
+  auto& digests = ObjectAccess::digests(*object);
+  if (kind == Fault::Fresh) digests.reset();
   if (ObjectAccess::has(*object, detail::kFault)) return;
   const auto values = ObjectAccess::values(*object);
-  if (kind == Fault::Remembering && !digestsOf(object)) {
+  if (kind == Fault::Remembering && !digests) {
     // An object that has digests already holds values newer than its
     // version: its digests stay those of the version, or a save would miss
     // what changed in between.
     const auto& attributes = object->entity().attributes();
-    std::uint64_t* digests = makeDigests(object, values.size());
+    digests = std::make_unique<std::uint64_t[]>(values.size());
     for (std::size_t i = 0; i < values.size(); ++i)
       digests[i] = detail::storedDigest(values[i], attributes[i].type);
   }
   for (Value& value : values) value = Value();  // frees texts and data
   ObjectAccess::flags(*object) |= detail::kFault;
-}
-
-std::uint64_t* ManagedObjectContext::Impl::makeDigests(ManagedObject* object, std::size_t count) {
-  auto& digests = digestTable[object];
-  digests = std::make_unique<std::uint64_t[]>(count);
-  ObjectAccess::flags(*object) |= detail::kRemembers;
-  return digests.get();
 }
 
 void ManagedObjectContext::Impl::fill(ManagedObject* object) {
@@ -175,10 +169,9 @@ void ManagedObjectContext::Impl::fillFromRow(ManagedObject* object, const detail
   ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kFault);
   // A remembering fault whose row moved on keeps its version and digests:
   // the values in hand are newer than what was last read here.
-  if (ObjectAccess::has(*object, detail::kRemembers) &&
-      row.version() != ObjectAccess::version(*object))
-    return;
-  dropDigests(object);
+  auto& digests = ObjectAccess::digests(*object);
+  if (digests && row.version() != ObjectAccess::version(*object)) return;
+  digests.reset();
   ObjectAccess::version(*object) = row.version();
 }
 
@@ -342,7 +335,6 @@ void ManagedObjectContext::Impl::remove(ManagedObject* object) {
 void ManagedObjectContext::Impl::detach(ManagedObject* object) {
   if (registered.find(object->objectID()) != object) return;
   detached.push_back(registered.take(object->objectID()));
-  dropDigests(object);
   ObjectAccess::setContext(*object, nullptr);
   ObjectAccess::flags(*object) = 0;
 }
@@ -359,9 +351,7 @@ void ManagedObjectContext::Impl::restore(ManagedObject* object, const Snapshot& 
     for (ManagedObject* member : snapshot.relations[i].members)
       if (attached(member, owner)) detail::slotAdd(slots[i], member);
   }
-  // Digests describe the stored version, which a rollback does not change.
-  std::uint8_t& flags = ObjectAccess::flags(*object);
-  flags = static_cast<std::uint8_t>(snapshot.flags | (flags & detail::kRemembers));
+  ObjectAccess::flags(*object) = snapshot.flags;
 }
 
 void ManagedObjectContext::Impl::refresh(ManagedObject* object) {
@@ -371,7 +361,7 @@ void ManagedObjectContext::Impl::refresh(ManagedObject* object) {
   } else if (store()) {
     // Read now, so that what this context shows is the stored state from
     // here on and a later change elsewhere still conflicts with its own.
-    dropDigests(object);
+    ObjectAccess::digests(*object).reset();
     if (!readRow(object)) {
       forget(object);
       return;
@@ -387,7 +377,7 @@ detail::ObjectUpdate ManagedObjectContext::Impl::changesOf(ManagedObject* object
   if (it == originals.end()) return update;
   const Snapshot& snapshot = it->second;
   update.originals = &snapshot.values;
-  update.digests = digestsOf(object);
+  update.digests = ObjectAccess::digests(*object).get();
   const auto values = ObjectAccess::values(*object);
   for (std::size_t i = 0; i < values.size(); ++i)
     if (!(values[i] == snapshot.values[i])) update.attributes.push_back(i);
@@ -453,7 +443,7 @@ void ManagedObjectContext::Impl::mergeKeepingChanges(ManagedObject* object) {
   }
   snapshot.values = std::move(stored);
   ObjectAccess::version(*object) = version;
-  dropDigests(object);  // the stored state is now the state as read
+  ObjectAccess::digests(*object).reset();  // the stored state is now the state as read
   if (!ObjectAccess::has(*object, detail::kRelationsLoaded)) return;  // loaded fresh on use
   auto targets = storedRelations(object);
   if (!targets) return;
@@ -733,7 +723,7 @@ Status ManagedObjectContext::save() {
     // back and read them again if they are used again.
     for (ManagedObject* o : changes.inserted) impl_->turnIntoFault(o, Impl::Fault::Remembering);
     for (const detail::ObjectUpdate& update : changes.updated) {
-      impl_->dropDigests(update.object);  // written at the version just set
+      ObjectAccess::digests(*update.object).reset();  // written at the version just set
       impl_->turnIntoFault(update.object, Impl::Fault::Remembering);
     }
     info.coordinator = impl_->coordinator;
@@ -764,7 +754,6 @@ void ManagedObjectContext::reset() {
   impl_->updatedList.clear();
   impl_->deletedList.clear();
   impl_->originals.clear();
-  impl_->digestTable.clear();
   impl_->registered.clear();
   impl_->detached.clear();
 }

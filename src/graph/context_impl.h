@@ -44,24 +44,8 @@ struct ManagedObjectContext::Impl {
   std::unordered_map<const ManagedObject*, Snapshot> originals;
   // Objects detached by a save, rollback or merge: readable until the context goes.
   std::vector<std::unique_ptr<ManagedObject>> detached;
-  // For an object whose values in hand may be newer than its version: a
-  // digest per attribute of the values as they stood at that version. Few
-  // objects have them at any time, so they live here rather than in every
-  // object; an object has an entry exactly when it has kRemembers.
-  std::unordered_map<const ManagedObject*, std::unique_ptr<std::uint64_t[]>> digestTable;
 
   // Everything below REQUIRES: mutex held.
-  const std::uint64_t* digestsOf(const ManagedObject* object) const {
-    if (!detail::ObjectAccess::has(*object, detail::kRemembers)) return nullptr;
-    auto it = digestTable.find(object);
-    return it == digestTable.end() ? nullptr : it->second.get();
-  }
-  std::uint64_t* makeDigests(ManagedObject* object, std::size_t count);
-  void dropDigests(ManagedObject* object) {
-    if (!detail::ObjectAccess::has(*object, detail::kRemembers)) return;
-    digestTable.erase(object);
-    detail::ObjectAccess::flags(*object) &= static_cast<std::uint8_t>(~detail::kRemembers);
-  }
   ManagedObject* insert(const EntityDescription& entity);
   void markChanged(ManagedObject* object);
   // Loads the relationships of a saved object from the store, once.

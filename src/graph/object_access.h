@@ -17,7 +17,6 @@ enum ObjectFlag : std::uint8_t {
   kDeleted = 4,
   kRelationsLoaded = 8,  // relation slots hold the full, current relationships
   kFault = 16,           // values dropped; read again from the store on first use
-  kRemembers = 32,       // has digests in its context (ManagedObjectContext::Impl::digestsOf)
 };
 
 struct ObjectAccess {
@@ -47,6 +46,7 @@ struct ObjectAccess {
   static std::int64_t primaryKey(const ManagedObject& o) { return o.primaryKey_; }
   static void setPrimaryKey(ManagedObject& o, std::int64_t key) { o.primaryKey_ = key; }
   static std::int64_t& version(ManagedObject& o) { return o.version_; }
+  static std::unique_ptr<std::uint64_t[]>& digests(ManagedObject& o) { return o.digests_; }
   static ManagedObjectContext* context(const ManagedObject& o) {
     return o.context_.load(std::memory_order_acquire);
   }

@@ -217,6 +217,9 @@ class ManagedObject {
   std::uint16_t valuesOffset_ = 0;  // from this subobject
   std::uint32_t valueCount_ = 0;
   std::unique_ptr<detail::RelationSlot[]> relations_;  // one per relationship, made on first use
+  // Set while the values in hand may be newer than version_: a digest per
+  // attribute of the values as they stood at version_.
+  std::unique_ptr<std::uint64_t[]> digests_;
 };
 
 }  // namespace orbelin::graph
