@@ -87,9 +87,9 @@ void bindValue(sqlite3_stmt* stmt, int position, const Value& value) {
 }
 
 // Through the column's value rather than the column functions: each
-// sqlite3_column_* call enters and leaves the connection, which costs more
-// than the read itself on a fetch of many rows. The value is read at once,
-// on the thread that holds the store, as SQLite requires of it.
+// sqlite3_column_* call does the connection's entry and exit bookkeeping,
+// which costs more than the read itself on a fetch of many rows. The value
+// is read at once, on the thread that holds the store, as SQLite requires.
 Value readColumn(sqlite3_stmt* stmt, int column, AttributeType type) {
   sqlite3_value* stored = sqlite3_column_value(stmt, column);
   const int storage = sqlite3_value_type(stored);
