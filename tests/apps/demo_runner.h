@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,9 +53,7 @@ inline DemoRun runDemo(const std::vector<std::string>& arguments,
   while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) run.out.append(buffer, n);
   int status = ::pclose(pipe);
   run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::stringstream text;
-  text << std::ifstream(errPath).rdbuf();
-  run.err = text.str();
+  run.err = readFile(errPath);
   return run;
 }
 

@@ -12,7 +12,6 @@
 #include <fstream>
 #include <limits>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "graph/test_model.h"
@@ -29,12 +28,7 @@ using testing::sql;
 using testing::Stack;
 using Names = std::vector<std::string>;
 
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
+using test::readFile;
 
 // Guards against lost relationships or order, reused keys, and files others can read.
 TEST(SQLiteStoreTest, RoundTripsEveryRelationshipInOwnerOnlyFiles) {

@@ -14,12 +14,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "orbelin/platform/host_environment.h"
+#include "support/test_support.h"
 
 namespace orbelin::test {
 
@@ -109,12 +109,5 @@ class ChildOf : public Fixture {
   }
   std::filesystem::path shared;
 };
-
-inline std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 }  // namespace orbelin::test

@@ -1,7 +1,9 @@
 #include "support/test_support.h"
 
 #include <atomic>
+#include <fstream>
 #include <random>
+#include <sstream>
 
 #include "orbelin/platform/main_queue.h"
 
@@ -26,6 +28,13 @@ TempDir::~TempDir() {
 
 bool runMainQueueUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
   return platform::MainQueue::runUntil(done, timeout);
+}
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
 }
 
 std::filesystem::path sourceDir() {

@@ -21,6 +21,9 @@ class TempDir {
   std::filesystem::path path_;
 };
 
+// The whole file as bytes in a string; empty when it cannot be read.
+std::string readFile(const std::filesystem::path& path);
+
 // Drains the main queue until `done` holds or `timeout` passes; returns done().
 bool runMainQueueUntil(const std::function<bool()>& done,
                        std::chrono::milliseconds timeout = std::chrono::seconds(10));

@@ -23,7 +23,7 @@ TEST(DemoWatchTest, ArchivesRecordsAndReadsThemBack) {
   DemoRun written = runDemo({"watch", "task", "102", "--out", taskFile});
   ASSERT_EQ(written.exitCode, 0) << written.err;
   EXPECT_EQ(written.out, "");
-  auto bytes = readFile(taskFile);
+  auto bytes = readBytes(taskFile);
   EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + std::min<std::size_t>(8, bytes.size())),
             "bplist00");
   DemoRun task = runDemo({"watch", "read", taskFile});
@@ -87,7 +87,7 @@ TEST(DemoWatchTest, RemoteArchiveMatchesLocal) {
   ASSERT_EQ(runDemo({"watch", "staff", "8", "--out", local}).exitCode, 0);
   DemoRun run = runDemo({"--base-url", service.baseUrl(), "watch", "staff", "8", "--out", remote});
   ASSERT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_EQ(readFile(remote), readFile(local));
+  EXPECT_EQ(readBytes(remote), readBytes(local));
   bool asked = false;
   for (const auto& request : service.requests()) asked = asked || contains(request.path, "shift");
   EXPECT_TRUE(asked);

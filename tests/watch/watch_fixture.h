@@ -9,12 +9,13 @@
 
 #include "orbelin/watch/watch_archive.h"
 #include "records/records_fixture.h"
+#include "support/test_support.h"
 
 namespace orbelin::test {
 
-inline std::vector<std::uint8_t> readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+inline std::vector<std::uint8_t> readBytes(const std::filesystem::path& path) {
+  const std::string text = readFile(path);
+  return {text.begin(), text.end()};
 }
 inline void writeFile(const std::filesystem::path& path, const std::vector<std::uint8_t>& data) {
   std::ofstream out(path, std::ios::binary);

@@ -14,7 +14,7 @@ std::filesystem::path hostileDir() {
 TEST(WatchHostileTest, EveryHostileArchiveIsRefused) {
   std::size_t seen = 0;
   for (const auto& entry : std::filesystem::directory_iterator(hostileDir())) {
-    auto object = unarchiveWatchObject(readFile(entry.path()));
+    auto object = unarchiveWatchObject(readBytes(entry.path()));
     EXPECT_FALSE(object) << entry.path().filename();
     if (!object) {
       EXPECT_EQ(object.error().domain(), error_domain::kPlatform);
@@ -28,7 +28,7 @@ TEST(WatchHostileTest, EveryHostileArchiveIsRefused) {
 // apart. (Integers past 64 bits: property_list_check_test.)
 TEST(WatchHostileTest, RefusalsSayWhatWasWrong) {
   auto errorOf = [](const char* name) {
-    auto object = unarchiveWatchObject(readFile(hostileDir() / name));
+    auto object = unarchiveWatchObject(readBytes(hostileDir() / name));
     return object ? Error() : object.error();
   };
   for (const char* name :

@@ -33,7 +33,7 @@ std::vector<std::uint8_t> written(const std::string& name) {
   TempDir dir;
   auto path = dir.path() / "written.plist";
   EXPECT_EQ(runTool("write " + name + " '" + path.string() + "'"), "") << name;
-  return readFile(path);
+  return readBytes(path);
 }
 
 // The archive as plistlib sees it: {"keys": [...], "values": {...}} for
